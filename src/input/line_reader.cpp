@@ -1,0 +1,268 @@
+#include "input/line_reader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include "text/free_format.h"
+#include "text/strings.h"
+
+namespace torve {
+
+namespace {
+
+enum class Character : unsigned char { refused, plain, blank, comment, continuation };
+
+// "=" and ":" separate a keyword from its value; only ":" may also stand among values.
+constexpr std::array<Character, 256> make_characters() {
+  std::array<Character, 256> table{};
+  for (std::size_t c = 'a'; c <= 'z'; ++c) table[c] = Character::plain;
+  for (std::size_t c = 'A'; c <= 'Z'; ++c) table[c] = Character::plain;
+  for (std::size_t c = '0'; c <= '9'; ++c) table[c] = Character::plain;
+  for (const char c : std::string_view(".-+_^\":/*~()\\")) {
+    table[static_cast<unsigned char>(c)] = Character::plain;
+  }
+  table[' '] = table['\t'] = Character::blank;
+  table['!'] = table['#'] = table['%'] = Character::comment;
+  table['&'] = Character::continuation;
+  return table;
+}
+constexpr std::array<Character, 256> characters = make_characters();
+
+Character kind_of(char c) {
+  return characters[static_cast<unsigned char>(c)];
+}
+
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
+}  // namespace
+
+LineReader::LineReader(std::string text) : text_(std::move(text)) {
+  if (text_.starts_with(byte_order_mark)) position_ = line_start_ = byte_order_mark.size();
+  line_.reserve(longest_line + chunk_length);
+}
+
+std::size_t LineReader::line_end() const {
+  const void* found = std::memchr(text_.data() + position_, '\n', text_.size() - position_);
+  const std::size_t end =
+      found == nullptr ? text_.size()
+                       : static_cast<std::size_t>(static_cast<const char*>(found) - text_.data());
+  const bool returns = end > position_ && text_[end - 1] == '\r';
+  return returns ? end - 1 : end;
+}
+
+void LineReader::step_over_line_end(std::size_t end) {
+  position_ = end;
+  if (position_ < text_.size() && text_[position_] == '\r') ++position_;
+  if (position_ < text_.size() && text_[position_] == '\n') ++position_;
+  line_start_ = position_;
+}
+
+LineReader::Event LineReader::next(char& c) {
+  if (position_ >= text_.size()) return Event::end_of_file;
+  if (at_end_of_line()) {
+    step_over_line_end(position_);
+    return Event::end_of_line;
+  }
+  c = text_[position_++];
+  return Event::character;
+}
+
+bool LineReader::at_end_of_line() const {
+  if (position_ >= text_.size() || text_[position_] == '\n') return true;
+  if (text_[position_] != '\r') return false;
+  return position_ + 1 == text_.size() || text_[position_ + 1] == '\n';
+}
+
+void LineReader::skip_line() {
+  step_over_line_end(line_end());
+}
+
+void LineReader::skip_blanks() {
+  while (!at_end_of_line() && kind_of(text_[position_]) == Character::blank) ++position_;
+}
+
+void LineReader::skip_separator() {
+  skip_blanks();
+  if (!at_end_of_line() && (text_[position_] == '=' || text_[position_] == ':')) {
+    ++position_;
+    skip_blanks();
+  }
+  // A keyword alone on its line takes its value from the next one.
+  if (at_end_of_line()) step_over_line_end(position_);
+}
+
+bool LineReader::skip_to_rows() {
+  skip_blanks();
+  if (at_end_of_line()) {
+    step_over_line_end(position_);
+    return true;
+  }
+  return readline() && checkeol();
+}
+
+// Appends the next piece of the physical line up to a comment or continuation mark; tabs become
+// blanks. Where a comment mark stands in a line that is longer than the piece, the rest of that
+// line stays unread and comes back as a line of its own; old problem files count on it.
+LineReader::Chunk LineReader::take_chunk() {
+  const std::size_t end = line_end();
+  const std::size_t taken = std::min(end - position_, chunk_length);
+  const char* from = text_.data() + position_;
+  const std::size_t before = line_.size();
+  line_.resize(before + taken);
+  char* to = line_.data() + before;
+  std::size_t k = 0;
+  bool finished = false;
+  for (; k < taken; ++k) {
+    const Character kind = kind_of(from[k]);
+    if (kind <= Character::plain) [[likely]] {
+      to[k] = from[k];
+      continue;
+    }
+    if (kind == Character::blank) {
+      to[k] = ' ';
+      continue;
+    }
+    finished = true;
+    if (kind == Character::continuation) to[k++] = '&';
+    break;
+  }
+  const bool line_ended = end - position_ <= chunk_length;
+  const bool continues = finished && k > 0 && to[k - 1] == '&';
+  position_ += taken;
+  if (line_ended || continues) step_over_line_end(end);
+  line_.resize(before + k);
+  return {k, line_ended, finished};
+}
+
+bool LineReader::readline() {
+  if (contpending_) {
+    ++lineno;
+    contpending_ = false;
+  }
+  line_.clear();
+  col_ = 0;
+  const std::size_t offset = position_ - line_start_;
+  if (position_ >= text_.size()) return premature_end(196);
+  while (true) {
+    const Chunk chunk = take_chunk();
+    if (line_.size() > longest_line) {
+      return refuse(Code::line_too_long, 197,
+                    fmt::format("More than {} characters read in input file at line {}",
+                                longest_line, lineno));
+    }
+    if (chunk.line_ended || chunk.finished) break;
+  }
+  while (!line_.empty() && line_.back() == ' ') line_.pop_back();
+  pass_blanks();
+  return check_characters(offset);
+}
+
+bool LineReader::check_characters(std::size_t offset) {
+  if (incomment) return true;
+  const auto refused = [](char c) { return kind_of(c) == Character::refused; };
+  const auto found =
+      std::find_if(line_.begin() + static_cast<std::ptrdiff_t>(std::min(col_, line_.size())),
+                   line_.end(), refused);
+  if (found == line_.end()) return true;
+  const std::size_t column = offset + static_cast<std::size_t>(found - line_.begin()) + 1;
+  return refuse(Code::syntax_error, 198,
+                fmt::format("Disallowed character \"{}\" found in input file (line {} column {})",
+                            *found, lineno, column));
+}
+
+// To the next token. A continuation mark that is met asks for the next physical line.
+void LineReader::pass_blanks() {
+  while (col_ < line_.size() && line_[col_] == ' ') ++col_;
+  if (col_ < line_.size() && line_[col_] == '&') {
+    contpending_ = true;
+    col_ = line_.size();
+  }
+}
+
+bool LineReader::refuse(Code code, int location, std::string text) {
+  fault_ = {code, location, std::move(text)};
+  return false;
+}
+
+bool LineReader::premature_end(int location) {
+  return refuse(Code::premature_end, location,
+                fmt::format("Premature end of input file at line {}", lineno));
+}
+
+// The token at the column; a continuation mark may close it without a blank.
+std::optional<std::string_view> LineReader::token(int location) {
+  if (contpending_ && !readline()) return std::nullopt;
+  if (blank()) {
+    premature_end(location);
+    return std::nullopt;
+  }
+  const std::size_t begin = col_;
+  while (col_ < line_.size() && line_[col_] != ' ' && line_[col_] != '&') ++col_;
+  const std::string_view found = std::string_view(line_).substr(begin, col_ - begin);
+  pass_blanks();
+  return found;
+}
+
+std::optional<double> LineReader::number() {
+  const std::optional<std::string_view> found = token(199);
+  if (!found) return std::nullopt;
+  const std::optional<double> value = read_free_real(*found);
+  if (!value) {
+    refuse(Code::syntax_error, 200,
+           fmt::format("Unexpected character in input file at line {}", lineno));
+  }
+  return value;
+}
+
+std::optional<double> LineReader::quiet_number() {
+  if (blank() && !contpending_) return std::nullopt;
+  const std::optional<std::string_view> found = token(199);
+  return found ? read_free_real(*found) : std::nullopt;
+}
+
+std::optional<std::string> LineReader::word() {
+  const std::optional<std::string_view> found = token(199);
+  if (!found) return std::nullopt;
+  return std::string(*found);
+}
+
+std::optional<std::string> LineReader::rest() {
+  if (blank()) {
+    premature_end(201);
+    return std::nullopt;
+  }
+  std::string text = line_.substr(col_);
+  col_ = line_.size();
+  return text;
+}
+
+int LineReader::counttokens() const {
+  int count = 0;
+  std::size_t at = col_;
+  while (at < line_.size() && line_[at] != '&') {
+    ++count;
+    at = std::min(line_.find_first_of(" &", at), line_.size());
+    at = std::min(line_.find_first_not_of(' ', at), line_.size());
+  }
+  return count;
+}
+
+// A single stray character in the last column of a line passes; old files have them.
+bool LineReader::checkeol() {
+  if (col_ + 1 >= line_.size()) return true;
+  return refuse(Code::extra_text, 202,
+                fmt::format("Extraneous characters found in input file (line {} column {})", lineno,
+                            col_ + 1));
+}
+
+std::string LineReader::first_word_folded() const {
+  if (blank()) return "";
+  const std::size_t end = std::min(line_.find(' ', col_), line_.size());
+  return fold_lower(std::string_view(line_).substr(col_, end - col_));
+}
+
+}  // namespace torve

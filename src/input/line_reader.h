@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "run/codes.h"
+
+namespace torve {
+
+inline constexpr std::size_t longest_line = 10000;  // characters of a logical line
+inline constexpr std::size_t chunk_length = 100;    // a physical line is read in pieces of it
+
+// Why reading stopped: the code, the place, and the line for the console.
+struct Fault {
+  Code code = Code::normal;
+  int location = 0;
+  std::string text;
+};
+
+// The two lower layers of the problem file: characters and logical lines, and the tokens on them.
+// Knows nothing of keywords or of the run. Columns count from 0 here and from 1 in messages. Every
+// routine that can fail returns false (or nothing) and leaves the reason in fault().
+class LineReader {
+ public:
+  explicit LineReader(std::string text);
+
+  // Characters, for the keyword scan. A carriage return before a line end isn't seen.
+  enum class Event { character, end_of_line, end_of_file };
+  Event next(char& c);          // takes one character or the end of the line
+  bool at_end_of_line() const;  // nothing but the line's end is left on the physical line
+  bool at_end_of_file() const { return position_ >= text_.size(); }
+  std::size_t column() const { return position_ - line_start_; }  // characters taken of the line
+  void skip_line();       // to the start of the next physical line
+  void skip_separator();  // blanks and one "=" or ":" behind a keyword; the line's end as well
+  bool skip_to_rows();  // behind a section's keyword: nothing but a comment may follow on its line
+
+  // Takes the rest of the physical line into the buffer, without comment; col stands on the first
+  // character that isn't blank. After a continuation mark it is the next line, and is counted.
+  bool readline();
+  bool blank() const { return col_ >= line_.size(); }
+
+  // One number, with the next line read first when a continuation mark was passed.
+  std::optional<double> number();
+  // The same, silent: nothing at the end of the line or on a token that is no number.
+  std::optional<double> quiet_number();
+  std::optional<std::string> word();  // one blank-separated token
+  std::optional<std::string> rest();  // everything to the end of the line
+  int counttokens() const;            // tokens from the present column on
+  bool checkeol();                    // nothing but a comment may be left
+
+  std::string_view line() const { return line_; }
+  // The first token of the line, folded; the column doesn't move.
+  std::string first_word_folded() const;
+  bool continues() const { return contpending_; }
+  void forget_continuation() { contpending_ = false; }
+
+  const Fault& fault() const { return fault_; }
+  bool refuse(Code code, int location, std::string text);
+
+  int lineno = 0;          // of the present physical line, from 1
+  bool incomment = false;  // characters aren't checked
+
+ private:
+  struct Chunk {
+    std::size_t length;  // characters that count
+    bool line_ended;     // the physical line has no more
+    bool finished;       // a comment or a continuation mark ends the logical line
+  };
+  Chunk take_chunk();
+  std::size_t line_end() const;  // of the present physical line, without its end marks
+  void step_over_line_end(std::size_t end);
+  void skip_blanks();  // of the physical line
+  void pass_blanks();  // of the logical line
+  bool check_characters(std::size_t offset);
+  bool premature_end(int location);
+  std::optional<std::string_view> token(int location);
+
+  std::string text_;
+  std::size_t position_ = 0;
+  std::size_t line_start_ = 0;  // of the present physical line
+  std::string line_;
+  std::size_t col_ = 0;
+  bool contpending_ = false;
+  Fault fault_;
+};
+
+}  // namespace torve

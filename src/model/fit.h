@@ -1,0 +1,40 @@
+#pragma once
+
+#include <span>
+
+#include "model/metrics.h"
+#include "run/trvspace.h"
+
+namespace torve {
+
+// Room for a mask and a vector over the data.
+bool request_row_arrays(RunState& run);
+
+// Marks in lsq.rowsuse the rows that take part and hold a value of output k; returns their count.
+int find_usable_rows(RunState& run, int k);
+
+// Fit of the working model (thischoice, thisbeta) for output k: its sum of squared errors, or the
+// largest percentage error for modeler 8.
+double fit(RunState& run, int k);
+double ssefit(RunState& run, int k);
+
+// The run's metric for a fit of output data with p terms, and the mean error.
+MetricRules metric_rules(const RunState& run);
+double fitmetric(const RunState& run, double f, int p);
+double meanerror(const RunState& run, double f);
+
+// Chosen columns of a mask.
+int count(std::span<const bool> mask);
+
+// The full fit of output k on every screened column: noise level, least SSE, magnitudes of the
+// columns. Returns the bound of the scaled coefficients, 1e31 when the fit failed.
+double estimatesigma(RunState& run, int k);
+
+// Keeps the working model as the output's model and reports it. Terms whose coefficient is 0 or no
+// number aren't part of it.
+void storemodel(RunState& run, int k, double metric);
+
+// The line of an accepted model, on screen and listing.
+void reportmodel(RunState& run, int k, double metric);
+
+}  // namespace torve

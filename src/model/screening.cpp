@@ -1,0 +1,343 @@
+#include "model/screening.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <vector>
+
+#include "data/sampling.h"
+#include "model/debug_lines.h"
+#include "model/fit.h"
+#include "model/lasso.h"
+#include "report/printer.h"
+
+namespace torve {
+
+namespace {
+
+constexpr int lasso_screener = 1;
+constexpr int sis_screener = 2;
+constexpr double sweep_tolerance = static_cast<double>(0.001F);  // a single-precision constant
+constexpr int most_sweeps = 100000;  // at one penalty; data at noise level may never settle
+constexpr double out_of_the_race = -1e51;
+
+std::size_t at(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+LassoProblem lasso_problem(const RunState& run, int k) {
+  return {run.screening.xstd.view(run.sizes.ndata, run.sizes.nbasm1),
+          run.screening.zc.column(k, run.sizes.ndata)};
+}
+
+// --- null columns -------------------------------------------------------------------------------
+
+bool is_null(const RunState& run, int j) {
+  const double tolerance = run.options.nulltol;
+  for (const double value : run.basis.xij.column(j, run.sizes.ndata)) {
+    if (value * value > tolerance) return false;
+  }
+  return true;
+}
+
+void keep_live_columns(RunState& run) {
+  for (int j = 0; j < run.sizes.nbas; ++j) {
+    run.models.screened[at(j)] = run.basis.basisactive[at(j)] && !is_null(run, j);
+  }
+}
+
+void centre_output(RunState& run, int k) {
+  Screening& screening = run.screening;
+  const int ndata = run.sizes.ndata;
+  const std::span<const double> z = run.points.zdata.column(k, ndata);
+  const double mean = std::accumulate(z.begin(), z.end(), 0.0) / ndata;
+  screening.zmean[at(k)] = mean;
+  for (int i = 0; i < ndata; ++i) screening.zc(i, k) = z[at(i)] - mean;
+}
+
+// --- sure independence --------------------------------------------------------------------------
+
+// Keeps the columns of highest score. The last column has no standardised copy and scores 0.
+void sisscreen(RunState& run, int k, int nactive) {
+  const int ndata = run.sizes.ndata;
+  if (ndata < 2) return;
+  const double most = std::floor(run.options.sismult * ndata / std::log(ndata));
+  if (static_cast<double>(nactive) <= most) return;
+  const int nkeep = static_cast<int>(most);
+  const int nbas = run.sizes.nbas;
+  Screening& screening = run.screening;
+  const LassoProblem problem = lasso_problem(run, k);
+  for (int j = 0; j < nbas; ++j) {
+    screening.sisorder[at(j)] = j;
+    double score = out_of_the_race;
+    if (run.models.screened[at(j)]) {
+      score = j < problem.xstd.columns && j < nbas - 1
+                  ? inner_product(problem.xstd.column(j), problem.zc)
+                  : 0.0;
+    }
+    // A score that is no number would leave the order undefined.
+    screening.sisscore[at(j)] = std::isnan(score) ? out_of_the_race : score;
+  }
+  const std::span<int> order = screening.sisorder.first(at(nbas));
+  std::sort(order.begin(), order.end(), [&](int a, int b) {
+    const double left = screening.sisscore[at(a)];
+    const double right = screening.sisscore[at(b)];
+    return left > right || (left == right && a < b);
+  });
+  for (int position = nkeep; position < nbas; ++position) {
+    run.models.screened[at(order[at(position)])] = false;
+  }
+}
+
+// --- lasso --------------------------------------------------------------------------------------
+
+// The working sets and coefficients of a path, over the columns that the screener reaches.
+struct Path {
+  LassoProblem problem;
+  std::span<bool> active;
+  std::span<bool> strong;
+  std::span<bool> trial;
+  std::span<double> coef;
+  std::span<double> old;
+  std::span<double> residual;
+  int sweeps = 0;  // at the present penalty
+};
+
+Path make_path(RunState& run, int k) {
+  Screening& s = run.screening;
+  const std::size_t n = at(run.sizes.nbasm1);
+  return {lasso_problem(run, k),
+          s.lassoactive.first(n),
+          s.lassostrong.first(n),
+          s.lassotrial.first(n),
+          s.lassocoef.first(n),
+          s.lassoold.first(n),
+          s.lassoresidual.first(at(run.sizes.ndata))};
+}
+
+bool may_sweep(RunState& run, Path& path) {
+  return ++path.sweeps <= most_sweeps && !(path.sweeps % 16 == 0 && timeup(run));
+}
+
+void remember(Path& path) {
+  std::copy(path.coef.begin(), path.coef.end(), path.old.begin());
+}
+
+// Sweeps over the active set until it settles.
+bool settle_active(RunState& run, Path& path, double lambda) {
+  do {
+    if (!may_sweep(run, path)) return false;
+    remember(path);
+    lasso_sweep(path.problem, lambda, path.active, path.coef, path.residual);
+  } while (largest_change(path.coef, path.old) >= sweep_tolerance);
+  return true;
+}
+
+// Lets the strong columns in. True when the point on the path is done.
+bool try_strong(Path& path, double lambda) {
+  remember(path);
+  const bool any =
+      find_strong_columns(path.problem, lambda, path.active, path.coef, path.strong, path.residual);
+  for (std::size_t j = 0; j < path.trial.size(); ++j) {
+    path.trial[j] = path.active[j] || (any && path.strong[j]);
+  }
+  if (any) lasso_sweep(path.problem, lambda, path.trial, path.coef, path.residual);
+  if (std::equal(path.trial.begin(), path.trial.end(), path.active.begin())) return true;
+  if (largest_change(path.coef, path.old) >= sweep_tolerance) {
+    std::copy(path.trial.begin(), path.trial.end(), path.active.begin());
+    return false;
+  }
+  if (count(path.trial) > count(path.active)) {
+    std::copy(path.old.begin(), path.old.end(), path.coef.begin());
+  } else {
+    std::copy(path.trial.begin(), path.trial.end(), path.active.begin());
+  }
+  return true;
+}
+
+void descend(RunState& run, Path& path, double lambda) {
+  path.sweeps = 0;
+  while (settle_active(run, path, lambda) && !try_strong(path, lambda)) {
+  }
+}
+
+bool keeps_all(const RunState& run, int l) {
+  for (int j = 0; j < run.sizes.nbasm1; ++j) {
+    if (!run.screening.lassokeep(l, j)) return false;
+  }
+  return true;
+}
+
+// Marks the columns that are dead at point l and counts the others.
+int mark_live(RunState& run, const Path& path, int l) {
+  int live = 0;
+  for (int j = 0; j < run.sizes.nbasm1; ++j) {
+    if (std::abs(path.coef[at(j)]) <= smallest_lasso_coefficient)
+      run.screening.lassokeep(l, j) = false;
+    if (run.screening.lassokeep(l, j)) ++live;
+  }
+  return live;
+}
+
+void clear_path(RunState& run, Path& path) {
+  std::fill(path.coef.begin(), path.coef.end(), 0.0);
+  std::fill(path.active.begin(), path.active.end(), false);
+  std::fill(path.trial.begin(), path.trial.end(), false);
+  std::fill(path.strong.begin(), path.strong.end(), false);
+  run.screening.lassokeep.fill(true);
+}
+
+// The lasso's model on the scale of the columns; the last column takes up the mean.
+void unscale_lasso_model(RunState& run, int k) {
+  const Screening& s = run.screening;
+  const std::span<double> beta = run.models.lassobeta.all();
+  double shift = 0.0;
+  for (int j = 0; j < run.sizes.nbasm1; ++j) {
+    if (run.basis.basisactive[at(j)]) beta[at(j)] /= s.xsd[at(j)];
+    shift += s.xmean[at(j)] * beta[at(j)];
+  }
+  const int last = run.sizes.nbas - 1;
+  if (run.basis.basisactive[at(last)]) beta[at(last)] = s.zmean[at(k)] - shift;
+}
+
+// Follows the path. bestl is the last point at which the metric fell.
+int lassofit(RunState& run, int k) {
+  Path path = make_path(run, k);
+  clear_path(run, path);
+  const int npenl = run.options.npenl;
+  int bestl = 0;
+  double previous = 0.0;
+  for (int l = 0; l < npenl; ++l) {
+    descend(run, path, run.screening.lassogrid[at(l)]);
+    if (l > 0 && keeps_all(run, l - 1)) break;
+    const int live = mark_live(run, path, l);
+    const double metric = fitmetric(run, lasso_sse(path.problem, path.coef, path.residual), live);
+    const bool fell = l > 0 ? metric < previous : npenl == 1;
+    if (fell) {
+      bestl = l;
+      if (run.options.lassopath) {
+        std::copy(path.coef.begin(), path.coef.end(), run.models.lassobeta.data());
+      }
+    }
+    previous = metric;
+    if (failed(run)) break;
+  }
+  if (run.options.lassopath) unscale_lasso_model(run, k);
+  return bestl;
+}
+
+void lassoscreen(RunState& run, int k) {
+  cpu_start(run.timers, run.timers.t_lasso);
+  ++run.counters.n_lasso;
+  if (run.options.lassopath) run.models.lassobeta.fill(0.0);
+  standardize(run);
+  make_penalties(lasso_problem(run, k), run.screening.lassogrid.first(at(run.options.npenl)));
+  const int bestl = lassofit(run, k);
+  for (int j = 0; j < run.sizes.nbasm1; ++j) {
+    run.models.screened[at(j)] = run.screening.lassokeep(bestl, j);
+  }
+  run.models.screened[at(run.sizes.nbas - 1)] = true;
+  cpu_stop(run.timers, run.timers.t_lasso);
+}
+
+}  // namespace
+
+void trvscreen(RunState& run, int k) {
+  keep_live_columns(run);
+  if (run.options.screener == 0) return;
+  centre_output(run, k);
+  const std::span<const bool> screened = run.models.screened.first(at(run.sizes.nbas));
+  const int before = count(screened);
+  if (debugging(run)) debug_whole(run, "before screening nbasactive = ", before);
+  if (run.options.screener == lasso_screener) lassoscreen(run, k);
+  if (run.options.screener == sis_screener) sisscreen(run, k, before);
+  ++run.models.screenercalls[at(k)];
+  const int after = count(screened);
+  run.screening.nbasscreened = after;
+  if (before <= after) {
+    trvprint(run, fmt::format("Screener eliminated none out of {} active bases", before));
+  } else {
+    const int gone = before - after;
+    trvprint(run, fmt::format("Screener eliminated {} out of {} active bases", gone, before));
+    run.models.LassoRed[at(k)] += 100.0 * gone / before;
+  }
+  if (debugging(run)) debug_whole(run, "after screening nbasscreened = ", after);
+}
+
+void standardize(RunState& run) {
+  Screening& s = run.screening;
+  const int ndata = run.sizes.ndata;
+  for (int j = 0; j < run.sizes.nbasm1; ++j) {
+    const std::span<const double> x = run.basis.xij.column(j, ndata);
+    const bool active = run.basis.basisactive[at(j)];
+    const ColumnMoments moments = active ? column_moments(x) : ColumnMoments{0.0, 1.0};
+    s.xmean[at(j)] = moments.mean;
+    s.xsd[at(j)] = moments.deviation;
+    for (int i = 0; i < ndata; ++i) {
+      s.xstd(i, j) = active ? (x[at(i)] - moments.mean) / moments.deviation : 0.0;
+    }
+  }
+}
+
+void even_folds(std::span<int> fold_of, int folds) {
+  const int rows = static_cast<int>(fold_of.size());
+  const int lowest = rows / folds;
+  const int highest = (rows + folds - 1) / folds;
+  std::vector<int> held(at(folds), 0);
+  for (const int fold : fold_of) ++held[at(fold)];
+  int donor = 0;
+  for (int fold = 0; fold < folds; ++fold) {
+    while (held[at(fold)] < lowest) {
+      while (donor < folds && (donor == fold || held[at(donor)] < highest)) ++donor;
+      if (donor == folds) return;
+      const auto row = std::find(fold_of.begin(), fold_of.end(), donor);
+      *row = fold;
+      --held[at(donor)];
+      ++held[at(fold)];
+    }
+  }
+}
+
+void assignfolds(RunState& run) {
+  constexpr int few_rows = 10;
+  const int ndata = run.sizes.ndata;
+  const int folds = ndata < few_rows ? 2 : run.options.ncvf;
+  std::vector<int> fold_of(at(ndata));
+  for (int& fold : fold_of) {
+    const double u = randomnumber(run.randstate, run.options.seed);
+    fold = std::clamp(static_cast<int>(std::ceil(u * folds)), 1, folds) - 1;
+  }
+  even_folds(fold_of, folds);
+  run.points.foldof.fill(false);
+  for (int i = 0; i < ndata; ++i) {
+    if (fold_of[at(i)] < run.points.foldof.columns()) run.points.foldof(i, fold_of[at(i)]) = true;
+  }
+}
+
+bool request_screening(RunState& run) {
+  const Sizes& sizes = run.sizes;
+  const Options& options = run.options;
+  MemoryAccount& memory = run.memory;
+  Screening& s = run.screening;
+  const int reached = sizes.nbasm1;
+  bool enough = run.points.foldof.request(memory, sizes.ndatacap, options.ncvf);
+  if (options.screener != 0) {
+    enough = enough && s.xstd.request(memory, sizes.ndatacap, reached) &&
+             s.xmean.request(memory, reached) && s.xsd.request(memory, reached) &&
+             s.zc.request(memory, sizes.ndatacap, sizes.noutputs) &&
+             s.zmean.request(memory, sizes.noutputs) && s.sisscore.request(memory, sizes.nbas) &&
+             s.sisorder.request(memory, sizes.nbas);
+  }
+  if (options.screener < 0 || options.screener == lasso_screener) {
+    enough = enough && s.lassogrid.request(memory, options.npenl) &&
+             s.lassokeep.request(memory, options.npenl, reached) &&
+             s.lassoactive.request(memory, reached) && s.lassostrong.request(memory, reached) &&
+             s.lassotrial.request(memory, reached) && s.lassocoef.request(memory, reached) &&
+             s.lassoold.request(memory, reached) && s.lassoresidual.request(memory, sizes.ndatacap);
+  }
+  return enough || fail(run, Code::out_of_memory, 53);
+}
+
+}  // namespace torve

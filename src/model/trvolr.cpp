@@ -1,0 +1,286 @@
+#include "model/trvolr.h"
+
+#include <algorithm>
+
+#include "model/debug_lines.h"
+#include "model/dgels.h"
+#include "model/fit.h"
+#include "model/least_squares.h"
+#include "model/lsei.h"
+#include "report/printer.h"
+#include "solvers/olr_routes.h"
+
+namespace torve {
+
+namespace {
+
+std::size_t at(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+// One call of the chain: the problem, and the coefficients of its columns in a row.
+struct Call {
+  RunState& run;
+  int k;
+  ColumnMask chosen;
+  Regression problem;
+  std::span<double> coefficients;  // one for each chosen column
+  std::span<double> beta;          // one for each column of the catalogue
+};
+
+int list_columns(RunState& run, ColumnMask chosen) {
+  int count = 0;
+  for (std::size_t j = 0; j < chosen.size(); ++j) {
+    if (chosen[j]) run.lsq.chosen[at(count++)] = static_cast<int>(j);
+  }
+  return count;
+}
+
+Call make_call(RunState& run, ColumnMask chosen, int k, std::span<double> beta, int nrows,
+               int nchosen) {
+  const Sizes& sizes = run.sizes;
+  Regression problem;
+  problem.x = run.basis.xij.view(sizes.ndata, sizes.nbas);
+  problem.columns = run.lsq.chosen.first(at(nchosen));
+  problem.z = run.points.zdata.column(k, sizes.ndata);
+  problem.rows = run.lsq.rowsuse.first(at(sizes.ndata));
+  problem.nrows = nrows;
+  return {run, k, chosen, problem, run.lsq.coefficients.first(at(nchosen)), beta};
+}
+
+void spread(const Call& call) {
+  for (std::size_t p = 0; p < call.coefficients.size(); ++p) {
+    call.beta[at(call.problem.columns[p])] = call.coefficients[p];
+  }
+}
+
+void gather(const Call& call) {
+  for (std::size_t p = 0; p < call.coefficients.size(); ++p) {
+    call.coefficients[p] = call.beta[at(call.problem.columns[p])];
+  }
+}
+
+bool rejected(const Call& call, const double* sse) {
+  RunState& run = call.run;
+  if (!run.lsq.lsqwork.request(run.memory, run.sizes.ndata)) {
+    fail(run, Code::out_of_memory, 2);
+    return true;
+  }
+  return olrcheck(call.problem, call.coefficients, sse, run.lsq.lsqwork.first(at(run.sizes.ndata)));
+}
+
+bool out_of_memory(RunState& run, int location) {
+  fail(run, Code::out_of_memory, location);
+  return true;
+}
+
+// True when DGELS failed. The size query is repeated only when the problem's size has changed.
+bool trvdgels(const Call& call, double& sse) {
+  RunState& run = call.run;
+  LeastSquares& lsq = run.lsq;
+  const int m = call.problem.nrows;
+  const int n = static_cast<int>(call.problem.columns.size());
+  if (!lsq.lsqa.request(run.memory, static_cast<long long>(m) * n) ||
+      !lsq.lsqb.request(run.memory, std::max(m, n))) {
+    return out_of_memory(run, 14);
+  }
+  std::fill(lsq.lsqb.data() + m, lsq.lsqb.data() + std::max(m, n), 0.0);
+  pack(call.problem, lsq.lsqa.data(), m, lsq.lsqb.data());
+  if (m != lsq.query_rows || n != lsq.query_columns) {
+    const int lwork = dgels_workspace(m, n, m);
+    if (lwork < 1 || !lsq.lsqwork.request(run.memory, lwork)) return out_of_memory(run, 14);
+    lsq.query_rows = m;
+    lsq.query_columns = n;
+  }
+  const int info = dgels(m, n, lsq.lsqa.data(), m, lsq.lsqb.data(), lsq.lsqwork.data(),
+                         static_cast<int>(lsq.lsqwork.size()));
+  if (info != 0) {
+    if (run.options.debug) {
+      trvprint(run, "Warning: Error in DGELS in TRVOLR: " + std::to_string(info));
+    }
+    return true;
+  }
+  std::copy_n(lsq.lsqb.data(), n, call.coefficients.data());
+  sse = 0.0;
+  for (int i = n; i < m; ++i) sse += lsq.lsqb[at(i)] * lsq.lsqb[at(i)];
+  return false;
+}
+
+// True when the iteration failed.
+bool trvolrgsi(const Call& call) {
+  RunState& run = call.run;
+  LeastSquares& lsq = run.lsq;
+  const int n = static_cast<int>(call.problem.columns.size());
+  if (n > lsq.nbasgsi) return true;
+  const std::size_t square = at(n) * at(n);
+  const GaussSeidelWork work{lsq.gsigram.first(square), lsq.gsirhs.first(at(n))};
+  const GaussSeidelRules rules{run.options.gsiabstol, run.options.gsireltol, run.options.gsimaxi};
+  const bool converged =
+      gauss_seidel(call.problem, call.coefficients, work, rules, [&] { return timeup(run); });
+  if (!converged && run.options.debug) trvprint(run, ">>> trvolrgsi failed");
+  return !converged;
+}
+
+// A link of the chain: what switches it on, its counters, and the attempt, which is true when
+// the link's answer is rejected.
+struct Link {
+  bool Options::*option;
+  int Counters::*calls;
+  int Counters::*fails;
+  bool (*attempt)(Call&);
+};
+
+bool attempt_one(Call& call) {
+  call.coefficients[0] = one_term_coefficient(call.problem);
+  return rejected(call, nullptr);
+}
+
+// A method that says itself that it failed isn't asked for its answer: on data of small magnitude
+// the check would pass coefficients of zero.
+bool attempt_dgels(Call& call) {
+  double sse = 0.0;
+  std::fill(call.coefficients.begin(), call.coefficients.end(), 0.0);
+  if (trvdgels(call, sse)) return true;
+  return rejected(call, &sse);
+}
+
+// The call through the chain shows in numCLRs alone.
+bool attempt_clr(Call& call) {
+  RunState& run = call.run;
+  const double seconds = run.timers.t_clr;
+  const double output_seconds = run.models.clrtime[at(call.k)];
+  trvclr(run, nullptr, call.chosen, call.k, call.beta);
+  run.timers.t_clr = seconds;
+  run.models.clrtime[at(call.k)] = output_seconds;
+  --run.models.clrcalls[at(call.k)];
+  gather(call);
+  return rejected(call, nullptr);
+}
+
+bool attempt_gsi(Call& call) {
+  std::fill(call.coefficients.begin(), call.coefficients.end(), 0.0);
+  trvolrgsi(call);
+  return rejected(call, nullptr);
+}
+
+constexpr std::array<Link, 4> chain{{
+    {&Options::olrone, &Counters::OLRoneCalls, &Counters::OLRoneFails, attempt_one},
+    {&Options::olrdgels, &Counters::OLRdgelCalls, &Counters::OLRdgelFails, attempt_dgels},
+    {&Options::olrclr, &Counters::OLRclrCalls, &Counters::OLRclrFails, attempt_clr},
+    {&Options::olrgsi, &Counters::OLRgsiCalls, &Counters::OLRgsiFails, attempt_gsi},
+}};
+
+// The last link's answer is taken as it is: nothing stands behind it.
+bool solve_by_file(Call& call, bool failed_so_far) {
+  RunState& run = call.run;
+  if (!run.options.olrmir && !run.options.olrgms) return failed_so_far;
+  const bool mir = run.options.olrmir;
+  ++(mir ? run.counters.OLRmirCalls : run.counters.OLRgmsCalls);
+  double sse = 0.0;
+  (mir ? trvolrmir : trvolrgms)(run, call.chosen, call.k, call.beta, sse);
+  gather(call);
+  if (rejected(call, &sse)) ++(mir ? run.counters.OLRmirFails : run.counters.OLRgmsFails);
+  return false;
+}
+
+// Runs the links in order; the first answer that passes ends the chain. A code or the clock ends it
+// with the answer still missing.
+bool run_chain(Call& call) {
+  RunState& run = call.run;
+  bool missing = false;
+  for (const Link& link : chain) {
+    const bool one = link.attempt == attempt_one;
+    const bool clr = link.attempt == attempt_clr;
+    if (run.options.*(link.option) && !(one && call.problem.columns.size() != 1)) {
+      ++(run.counters.*(link.calls));
+      missing = link.attempt(call);
+      if (!missing) return false;
+      ++(run.counters.*(link.fails));
+      if (failed(run) || timeup(run)) return true;
+    } else if (clr && failed(run)) {
+      return missing;
+    }
+  }
+  return solve_by_file(call, missing);
+}
+
+void debug_entry(RunState& run, ColumnMask chosen, int k) {
+  debug_line(run, ">>> Entering trvolr with");
+  debug_whole(run, "    ndata     = ", run.sizes.ndata);
+  debug_whole(run, "    nbas      = ", run.sizes.nbas);
+  debug_matrix(run, "    xij       = ");
+  debug_mask(run, "    chosen    = ", chosen);
+  debug_mask(run, "    rows      = ", run.points.rows.first(at(run.sizes.ndata)));
+  debug_whole(run, "    k         = ", k + 1);
+  debug_reals(run, "    zdata     = ", run.points.zdata.column(k, run.sizes.ndata));
+}
+
+void debug_exit(RunState& run, const Call* call, bool has_failed) {
+  debug_line(run, ">>> Exiting trvOLR with ");
+  debug_logical(run, "    failed    = ", has_failed);
+  debug_whole(run, "    trvstatus = ", static_cast<int>(run.status.trvstatus));
+  if (has_failed || call == nullptr) return;
+  double sse = 0.0;
+  for (int i = 0; i < run.sizes.ndata; ++i) {
+    if (!call->problem.rows[at(i)]) continue;
+    double y = 0.0;
+    for (std::size_t p = 0; p < call->coefficients.size(); ++p) {
+      y += call->coefficients[p] * call->problem.x(i, call->problem.columns[p]);
+    }
+    const double e = call->problem.z[at(i)] - y;
+    sse += e * e;
+  }
+  debug_value(run, "    sse       = ", sse);
+  debug_reals(run, "    beta      = ", call->beta);
+}
+
+}  // namespace
+
+bool trvolr(RunState& run, ColumnMask chosen, int k, std::span<double> beta) {
+  cpu_start(run.timers, run.timers.t_olr);
+  cpu_start(run.timers, run.models.olrtime[at(k)]);
+  ++run.counters.numOLRs;
+  ++run.models.olrcalls[at(k)];
+  const bool debug = debugging(run);
+  if (debug) debug_entry(run, chosen, k);
+  bool has_failed = false;
+  if (!request_row_arrays(run)) {
+    has_failed = out_of_memory(run, 1);
+    if (debug) debug_exit(run, nullptr, has_failed);
+  } else {
+    const int nrows = find_usable_rows(run, k);
+    const int nchosen = list_columns(run, chosen);
+    if (nchosen > 0 && nrows > 0) {
+      std::fill(beta.begin(), beta.end(), 0.0);
+      Call call = make_call(run, chosen, k, beta, nrows, nchosen);
+      std::fill(call.coefficients.begin(), call.coefficients.end(), 0.0);
+      has_failed = run_chain(call);
+      std::fill(beta.begin(), beta.end(), 0.0);
+      spread(call);
+      if (debug) debug_exit(run, &call, has_failed);
+    } else if (debug) {
+      debug_exit(run, nullptr, has_failed);
+    }
+  }
+  cpu_stop(run.timers, run.models.olrtime[at(k)]);
+  cpu_stop(run.timers, run.timers.t_olr);
+  return has_failed;
+}
+
+bool request_least_squares(RunState& run) {
+  LeastSquares& lsq = run.lsq;
+  MemoryAccount& memory = run.memory;
+  const int nbas = run.sizes.nbas;
+  if (!lsq.chosen.request(memory, nbas) || !lsq.coefficients.request(memory, nbas)) {
+    return fail(run, Code::out_of_memory, 261);
+  }
+  if (!run.options.olrgsi) return true;
+  lsq.nbasgsi = std::min(1000, run.sizes.nbasmax);
+  const long long square = static_cast<long long>(lsq.nbasgsi) * lsq.nbasgsi;
+  if (!lsq.gsigram.request(memory, square) || !lsq.gsirhs.request(memory, lsq.nbasgsi)) {
+    return fail(run, Code::out_of_memory, 262);
+  }
+  return true;
+}
+
+}  // namespace torve

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string_view>
+
+namespace torve {
+
+struct RunState;
+
+// The one printer of the program. Texts are complete lines without their line end.
+
+// To the screen when print_to_screen holds, and to the listing when it is open.
+void trvprint(RunState& run, std::string_view text);
+
+// To the listing alone, when it is open.
+void print_to_listing(RunState& run, std::string_view text);
+
+// To the screen alone, whatever the options say: what is found while the problem file is read. A
+// blank leads the line.
+void print_to_console(std::string_view text);
+
+// To the screen alone, as it stands.
+void print_on_screen(std::string_view text);
+
+}  // namespace torve

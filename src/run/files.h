@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+#include "system/text_file.h"
+
+namespace torve {
+
+inline constexpr char separator = '/';
+
+// The roles of files; a caller may find the number of each by its name.
+inline constexpr int iu_trc = 11;
+inline constexpr int iu_m = 12;
+inline constexpr int iu_in = 21;
+inline constexpr int iu_out = 31;
+inline constexpr int iu_grps = 32;
+inline constexpr int iu_gms = 41;
+inline constexpr int iu_mir = 41;  // never open together with iu_gms
+inline constexpr int iu_res = 51;
+inline constexpr int iu_sin = 61;
+inline constexpr int iu_sout = 71;
+inline constexpr int iu_emsin = 81;
+inline constexpr int iu_emsout = 91;
+
+// Names and open files of a run. A blank name means that nothing was given.
+struct Files {
+  std::string fname;                // problem file
+  std::string outfname;             // listing
+  std::string scratchin;            // scratch folder as given or derived
+  std::string scratch = "trvscr";   // scratch folder in use
+  std::string execdir;              // current folder at the start
+  std::string grpsfile;             // group echo in the scratch folder
+  std::string mirakpath = "mirak";  // solver program
+  std::string mirakfile;            // base name of the solver's work files
+  bool scratchmade = false;         // this run made the scratch folder
+  bool simulatorran = false;        // simin and simout are this run's
+  TextFile listing;
+  TextFile tracefile;
+};
+
+}  // namespace torve

@@ -1,0 +1,120 @@
+#include "system/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+
+namespace torve {
+
+namespace fs = std::filesystem;
+
+bool file_exists(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0;
+}
+
+bool regular_file_exists(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+bool folder_exists(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool program_exists(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         ::access(name.c_str(), X_OK) == 0;
+}
+
+std::optional<std::string> current_folder() {
+  std::error_code error;
+  const fs::path here = fs::current_path(error);
+  if (error) return std::nullopt;
+  return here.string();
+}
+
+bool enter_folder(const std::string& name) {
+  return ::chdir(name.c_str()) == 0;
+}
+
+bool make_folder(const std::string& name) {
+  return ::mkdir(name.c_str(), 0777) == 0;
+}
+
+namespace {
+
+// A trailing separator would make the name lead through a link to what it points at.
+std::string without_trailing_separators(std::string name) {
+  while (name.size() > 1 && name.back() == '/') name.pop_back();
+  return name;
+}
+
+}  // namespace
+
+bool remove_tree(const std::string& name) {
+  std::error_code error;
+  fs::remove_all(without_trailing_separators(name), error);
+  return !error;
+}
+
+bool remove_file(const std::string& name) {
+  return ::unlink(name.c_str()) == 0;
+}
+
+bool is_same_or_ancestor(const std::string& name, const std::string& of) {
+  std::error_code error;
+  const fs::path target = fs::weakly_canonical(name, error);
+  if (error) return true;
+  fs::path folder = fs::weakly_canonical(of, error);
+  if (error) return true;
+  while (true) {
+    if (folder == target || fs::equivalent(folder, target, error)) return true;
+    if (!folder.has_relative_path()) return false;
+    folder = folder.parent_path();
+  }
+}
+
+std::optional<std::string> read_file(const std::string& name) {
+  const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) return std::nullopt;
+  struct stat status {};
+  const bool readable = ::fstat(fd, &status) == 0 && !S_ISDIR(status.st_mode);
+  std::string text;
+  std::size_t filled = 0;
+  if (readable)
+    text.resize(status.st_size > 0 ? static_cast<std::size_t>(status.st_size) + 1 : 65536);
+  ssize_t got = readable ? 0 : -1;
+  while (readable) {
+    if (filled == text.size()) text.resize(2 * text.size());
+    got = ::read(fd, text.data() + filled, text.size() - filled);
+    if (got <= 0) break;
+    filled += static_cast<std::size_t>(got);
+  }
+  ::close(fd);
+  if (got < 0) return std::nullopt;
+  text.resize(filled);
+  return text;
+}
+
+std::vector<std::string> path_entries() {
+  std::vector<std::string> entries;
+  const char* value = std::getenv("PATH");
+  std::string_view rest = value == nullptr ? "" : value;
+  while (!rest.empty()) {
+    const std::size_t end = rest.find(':');
+    const std::string_view entry = rest.substr(0, end);
+    if (!entry.empty()) entries.emplace_back(entry);
+    if (end == std::string_view::npos) break;
+    rest.remove_prefix(end + 1);
+  }
+  return entries;
+}
+
+}  // namespace torve
