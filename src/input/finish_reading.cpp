@@ -12,7 +12,7 @@ namespace {
 
 // Lines that a calling program has no use for.
 void tell(const ProblemReader& reader, std::string_view line) {
-  if (reader.run.status.cmdcount >= 0) print_to_console(line);
+  if (reader.run.status.cmdcount >= 0) print_to_console(reader.run, line);
 }
 
 bool stop_telling(ProblemReader& reader, Code code, int location, std::string_view line) {

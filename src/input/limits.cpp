@@ -44,16 +44,17 @@ int to_whole(double value) {
   return static_cast<int>(value);
 }
 
-void checkoption(const RunState& run, std::string_view name, double& value, bool verbose) {
+void checkoption(RunState& run, std::string_view name, double& value, bool verbose) {
   const std::optional<OptionName> option = look_up(name);
   if (!option || !option->shares_limits || !option->row->limits.exist) return;
   const OptionRow& row = *option->row;
   const auto replace = [&](std::string_view reason) {
     const double mended = replacement(run, row);
     if (verbose) {
-      print_to_console(fmt::format("Supplied value for {} is {}", name, free_form(value)));
-      print_to_console(reason);
-      print_to_console(fmt::format("Setting {} to {} and continuing.", name, free_form(mended)));
+      print_to_console(run, fmt::format("Supplied value for {} is {}", name, free_form(value)));
+      print_to_console(run, reason);
+      print_to_console(run,
+                       fmt::format("Setting {} to {} and continuing.", name, free_form(mended)));
     }
     value = mended;
   };

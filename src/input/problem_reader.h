@@ -33,6 +33,8 @@ int list_length(const RunState& run, const OptionRow& row);
 
 // Reads the problem file into the run state. Ends with a code in the run's status.
 void trvread(RunState& run);
+// The same from the bytes of a problem file.
+void read_problem_text(RunState& run, std::string text);
 
 // The number of a scalar option; nothing when the run has to end.
 std::optional<double> read_value(ProblemReader& reader);
@@ -80,7 +82,7 @@ bool finish_reading(ProblemReader& reader);
 
 // Replaces a value that is outside the option's range, with three lines on the console when
 // verbose. A name without a range changes nothing.
-void checkoption(const RunState& run, std::string_view name, double& value, bool verbose);
+void checkoption(RunState& run, std::string_view name, double& value, bool verbose);
 
 // Whole numbers as they are stored: truncated, and at the ends of the range where they don't fit.
 int to_whole(double value);

@@ -180,7 +180,7 @@ bool dispatch(ProblemReader& reader) {
 
 bool stop(ProblemReader& reader, Code code, int location,
           std::initializer_list<std::string> details) {
-  for (const std::string& line : details) print_to_console(line);
+  for (const std::string& line : details) print_to_console(reader.run, line);
   return fail(reader.run, code, location);
 }
 
@@ -200,7 +200,11 @@ void trvread(RunState& run) {
     return;
   }
   if (run.status.cmdcount >= 0) trvprint(run, "Reading input data");
-  ProblemReader reader{run, LineReader(std::move(*text)), "", "", {}};
+  read_problem_text(run, std::move(*text));
+}
+
+void read_problem_text(RunState& run, std::string text) {
+  ProblemReader reader{run, LineReader(std::move(text)), "", "", {}};
   while (true) {
     const Scan scan = scan_keyword(reader);
     if (scan == Scan::stopped) return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "system/text_file.h"
 
@@ -34,6 +35,8 @@ struct Files {
   std::string mirakfile;            // base name of the solver's work files
   bool scratchmade = false;         // this run made the scratch folder
   bool simulatorran = false;        // simin and simout are this run's
+  bool holding = false;             // lines for the screen wait for print_to_screen
+  std::vector<std::string> held;    // those lines
   TextFile listing;
   TextFile tracefile;
 };

@@ -129,6 +129,7 @@ void guarded(RunState& run, Step step) {
 }  // namespace
 
 void trvfinish(RunState& run) {
+  guarded(run, release_screen);
   guarded(run, report_models);
   guarded(run, close_outputs);
   guarded(run, print_message);

@@ -72,7 +72,7 @@ void name_files(RunState& run) {
 }
 
 void print_banner(RunState& run) {
-  if (!run.options.print_to_screen) return;
+  hold_screen(run);
   trvprint(run, "TORVE: small algebraic models from data");
   trvprint(run, fmt::format("Version {}.{}.{} for {}", TORVE_VERSION_YEAR, TORVE_VERSION_MONTH,
                             TORVE_VERSION_DAY, TORVE_SYSTEM));
@@ -101,6 +101,7 @@ bool read_problem(RunState& run) {
   const bool calls_only =
       run.status.cmdcount < 0 && run.files.fname == "trvapi" && !file_exists(run.files.fname);
   if (!calls_only) trvread(run);
+  release_screen(run);
   return !failed(run);
 }
 
