@@ -5,6 +5,7 @@
 #include "model/fit.h"
 #include "model/least_squares.h"
 #include "model/lsei.h"
+#include "model/lsei_call.h"
 #include "model/trvolr.h"
 #include "report/printer.h"
 
@@ -94,8 +95,8 @@ bool solve(RunState& run, const CRELEM* bounding, std::span<const int> columns, 
   double rnorme = 0.0;
   double rnorml = 0.0;
   int mode = 0;
-  lsei(w, mdw, 0, ma, mg, n, &prgopt, lsq.lseix.data(), rnorme, rnorml, mode, lsq.lsqwork.data(),
-       lsq.lseiip.data());
+  call_lsei(w, mdw, 0, ma, mg, n, &prgopt, lsq.lseix.data(), rnorme, rnorml, mode,
+            lsq.lsqwork.data(), lsq.lseiip.data());
   if (mode != 0) {
     if (run.options.debug) {
       trvprint(run, "Warning: Error in LSEI in TRVCLR: " + std::to_string(mode));
