@@ -14,10 +14,6 @@ namespace {
 constexpr double power_tolerance = 1e-10;
 constexpr double most_whole_columns = 2147483647.0;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // Zeros or ones of the monomial list, and where the user finds what they stand for.
 struct DiscardedPower {
   double value;
@@ -158,6 +154,15 @@ bool request_column_arrays(RunState& run, int nbas) {
          basis.rowinputs.request(memory, run.sizes.ninputs + run.sizes.noutputs);
 }
 
+// What a column takes in all: its record, four texts, its entries in the selections, and its values
+// at the points.
+double bytes_of_column(const RunState& run) {
+  constexpr double texts = 4.0 * (sizeof(std::string) + 24.0);
+  constexpr double selections = 80.0;
+  const double values = 8.0 * (static_cast<double>(run.sizes.ndata) + run.sizes.nbank);
+  return sizeof(Column) + texts + selections + values;
+}
+
 }  // namespace
 
 bool lay_out_columns(RunState& run) {
@@ -172,7 +177,9 @@ bool lay_out_columns(RunState& run) {
   run.basis.basisstart[families] = nbas;
   run.sizes.nbas = nbas;
   run.sizes.nbasm1 = nbas < 2 ? 1 : nbas - 1;
-  if (!request_column_arrays(run, nbas)) return fail(run, Code::out_of_memory, 258);
+  if (!run.memory.has_room(nbas, bytes_of_column(run)) || !request_column_arrays(run, nbas)) {
+    return fail(run, Code::out_of_memory, 258);
+  }
 
   const int n = run.sizes.ninputs;
   const Options& options = run.options;

@@ -54,17 +54,19 @@ Value checked_power(double base, double exponent) {
   return {std::pow(base, exponent), false};
 }
 
-// The first power is the distance itself and needs no guard.
+// Odd powers are guarded like all others, so that the first power, and any at the centre itself,
+// can't be had.
 Value power_radial(double r, int k) {
-  if (k == 1) return {r, false};
   if (k % 2 != 0) return checked_power(r, k);
   const double power = std::pow(r, k);
   return checked(r >= 1.0 ? power * std::log(r) : (power - 1.0) * std::log(std::pow(r, r)));
 }
 
 Value custom(const CatalogueRules& rules, int index, std::span<const double> inputs) {
-  const double value = fneval(*rules.custom, static_cast<std::size_t>(index), inputs);
-  return checked(rules.custom->fnerrtype == 0 ? value : failed_formula);
+  FormulaTable* formulas = rules.custom;
+  if (formulas == nullptr) return no_value;
+  const double value = fneval(*formulas, at(index), inputs);
+  return checked(formulas->fnerrtype == 0 ? value : failed_formula);
 }
 
 Value radial(const CatalogueRules& rules, MatrixView points, int point, const Column& column) {

@@ -8,10 +8,6 @@ namespace torve {
 
 namespace {
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // A logarithm needs inputs that stay above zero in their whole range.
 void find_usable_logarithms(RunState& run) {
   for (int j = 0; j < run.sizes.ninputs; ++j) {

@@ -18,10 +18,6 @@ constexpr std::size_t distance_frame = 17;
 constexpr std::size_t term_frame = 13;
 constexpr std::size_t distance_room = 122;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 const std::string& label_of(const TextRules& rules, int j) {
   return rules.xlabels[at(j)];
 }

@@ -15,10 +15,6 @@ namespace {
 constexpr double power_tolerance = 1e-5;
 constexpr int all = -1;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // The products and ratios a group can name by indices and a power.
 struct PowerFamily {
   MemberType type;

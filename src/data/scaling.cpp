@@ -9,10 +9,6 @@ namespace {
 
 constexpr double preset_tolerance = 0.0001;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 void divide(Table<double>& points, int rows, int inputs, std::span<const double> scale) {
   for (int j = 0; j < inputs; ++j) {
     for (double& value : points.column(j, rows)) value /= scale[at(j)];

@@ -15,10 +15,6 @@ namespace {
 constexpr int location = 215;
 constexpr std::int32_t first_variable_code = 22;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // Whether the formula reads an output whose value in the row doesn't exist.
 bool reads_missing_output(const RunState& run, const CompiledFormula& formula,
                           std::span<const double> row) {

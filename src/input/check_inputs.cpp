@@ -14,10 +14,6 @@ namespace torve {
 
 namespace {
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 void name_by_number(std::vector<std::string>& labels, int count, std::string_view letter) {
   labels.clear();
   for (int i = 1; i <= count; ++i) labels.push_back(fmt::format("{}{}", letter, i));
@@ -142,15 +138,17 @@ bool allocate_input_vectors(RunState& run) {
   return enough || fail(run, Code::out_of_memory, 265);
 }
 
-void fill_extrapolation_box(RunState& run) {
-  if (!run.outputs.bounded) return;
+bool fill_extrapolation_box(RunState& run) {
+  if (!run.outputs.bounded) return true;
   Inputs& inputs = run.inputs;
   const auto fill = [&](Array<double>& box, const Array<double>& bound) {
-    if (box.exists() || !box.request(run.memory, run.sizes.ninputs)) return;
+    if (box.exists()) return true;
+    if (!box.request(run.memory, run.sizes.ninputs)) return false;
     std::copy_n(bound.data(), run.sizes.ninputs, box.data());
+    return true;
   };
-  fill(inputs.extrapxmin, inputs.xmin);
-  fill(inputs.extrapxmax, inputs.xmax);
+  const bool filled = fill(inputs.extrapxmin, inputs.xmin) && fill(inputs.extrapxmax, inputs.xmax);
+  return filled || fail(run, Code::out_of_memory, 265);
 }
 
 }  // namespace
@@ -172,7 +170,7 @@ bool check_inputs(RunState& run) {
   const std::span<const bool> excluded = run.inputs.exclude.first(at(run.sizes.ninputs));
   run.sizes.nactinputs = static_cast<int>(std::count(excluded.begin(), excluded.end(), false));
   run.sizes.requestpoints = run.sizes.nactinputs + 6;
-  fill_extrapolation_box(run);
+  if (!fill_extrapolation_box(run)) return false;
   find_scales(run);
   return true;
 }

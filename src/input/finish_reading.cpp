@@ -65,9 +65,9 @@ void derive_batch_sizes(ProblemReader& reader) {
 void keep_one_output(ProblemReader& reader) {
   Options& options = reader.run.options;
   if (options.print_to_screen || options.print_to_file || options.trace) return;
+  options.print_to_screen = true;
   tell(reader, "print_to_screen, print_to_file and trace are zero.");
   tell(reader, "Setting print_to_screen to one and continuing.");
-  options.print_to_screen = true;
 }
 
 bool check_powers_given(ProblemReader& reader) {

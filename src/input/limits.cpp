@@ -31,8 +31,9 @@ double replacement(const RunState& run, const OptionRow& row) {
   return 0.0;
 }
 
+// Rows without a keyword are of the kind that is stored.
 bool is_whole(const OptionRow& row) {
-  return row.kind != Kind::real && row.kind != Kind::reals;
+  return row.kind != Kind::reals && !std::holds_alternative<double Options::*>(row.storage);
 }
 
 }  // namespace

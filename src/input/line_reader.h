@@ -64,16 +64,16 @@ class LineReader {
 
  private:
   struct Chunk {
-    std::size_t length;  // characters that count
-    bool line_ended;     // the physical line has no more
-    bool finished;       // a comment or a continuation mark ends the logical line
+    bool line_ended;  // the physical line has no more
+    bool finished;    // a comment or a continuation mark ends the logical line
   };
   Chunk take_chunk();
+  bool append_marked(std::string_view piece);
   std::size_t line_end() const;  // of the present physical line, without its end marks
   void step_over_line_end(std::size_t end);
   void skip_blanks();  // of the physical line
   void pass_blanks();  // of the logical line
-  bool check_characters(std::size_t offset);
+  bool check_characters();
   bool premature_end(int location);
   std::optional<std::string_view> token(int location);
 
@@ -81,7 +81,9 @@ class LineReader {
   std::size_t position_ = 0;
   std::size_t line_start_ = 0;  // of the present physical line
   std::string line_;
+  bool simple_ = true;  // the line needs no test of its characters
   std::size_t col_ = 0;
+  std::size_t offset_ = 0;  // where the buffer begins on its physical line
   bool contpending_ = false;
   Fault fault_;
 };

@@ -9,10 +9,6 @@ namespace torve {
 
 namespace {
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // One kind of formulas and how a syntax error in it ends the run.
 struct FormulaKind {
   std::string_view words;
@@ -43,6 +39,7 @@ bool parse(RunState& run, FormulaTable& table, std::size_t slot, const std::stri
 
 std::vector<std::string> folded(const std::vector<std::string>& labels) {
   std::vector<std::string> names;
+  names.reserve(labels.size());
   for (const std::string& label : labels) names.push_back(fold_lower(label));
   return names;
 }

@@ -18,11 +18,15 @@ bool allocate_inputs(RunState& run) {
          inputs.xscale.request(memory, n);
 }
 
+// What an output takes in all: its options, label, formula name, model, quality and sets of points.
+constexpr double bytes_of_output = 1024.0;
+
 // Everything is asked for before anything is filled, so that a count that the machine can't hold is
 // refused before its pages are touched.
 bool allocate_outputs(RunState& run) {
   const int n = run.sizes.noutputs;
   MemoryAccount& memory = run.memory;
+  if (!memory.has_room(n, bytes_of_output)) return false;
   Outputs& outputs = run.outputs;
   const std::array<Array<double>*, 6> reals{&outputs.tolmeanerror, &outputs.tolrelmetric,
                                             &outputs.tolmaxerror,  &outputs.tolabsmetric,

@@ -19,14 +19,11 @@ namespace torve {
 
 namespace {
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
-// Null columns are looked for where the given data are all there will be.
+// Null columns are looked for where the given data are all there will be. Without any, a column
+// has had no chance to show a value.
 bool data_are_complete(const RunState& run) {
-  return run.sizes.ndata == run.sizes.initialpoints && run.options.maxiter == 1 &&
-         run.options.numlimitbasis && run.sizes.ngroups == 0;
+  return run.sizes.ndata > 0 && run.sizes.ndata == run.sizes.initialpoints &&
+         run.options.maxiter == 1 && run.options.numlimitbasis && run.sizes.ngroups == 0;
 }
 
 bool is_null(std::span<const double> values, double tolerance) {
@@ -168,7 +165,7 @@ void set_mirak_routes(Options& options, bool on) {
 
 }  // namespace
 
-void choose_solvers(RunState& run) {
+void choose_gams(RunState& run) {
   Options& options = run.options;
   if (options.usegams) {
     options.usegams = trvonpath(options.gams.substr(0, options.gams.find(' ')));
@@ -180,6 +177,10 @@ void choose_solvers(RunState& run) {
     trvprint(run, no_gams);
     set_gams_routes(options, false);
   }
+}
+
+void choose_mirak(RunState& run) {
+  Options& options = run.options;
   if (fold_lower(options.gamssolver) != "mirak") options.gamsoptions.clear();
   if (fold_lower(options.gamsnlpsolver) != "mirak") options.gamsnlpoptions.clear();
   if (!options.usegams && !trvonpath(run.files.mirakpath)) {
@@ -197,9 +198,9 @@ void trvcheck(RunState& run) {
   if (!prepare_basis(run)) return;
   if (!prepare_outputs(run)) return;
   if (!find_simulator(run)) return;
+  choose_gams(run);
   derive_enumeration(run);
-  if (failed(run)) return;
-  choose_solvers(run);
+  choose_mirak(run);
   if (run.options.lassopath && run.options.screener == 0) {
     run.options.npenl = std::max(1, std::min(run.options.npenl, run.sizes.nbas));
   }

@@ -16,7 +16,8 @@ bool parse_formulas(RunState& run);
 bool prepare_basis(RunState& run);
 bool prepare_outputs(RunState& run);
 bool find_simulator(RunState& run);
+void choose_gams(RunState& run);
 void derive_enumeration(RunState& run);
-void choose_solvers(RunState& run);
+void choose_mirak(RunState& run);
 
 }  // namespace torve

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "model/masks.h"
+
 namespace torve {
 
 namespace {
@@ -25,18 +27,15 @@ void first_subset(ColumnMask screened, int size, std::span<bool> choice) {
 
 bool next_subset(ColumnMask screened, std::span<bool> choice) {
   // Chosen columns at the very end can't move on; the last one before a free column can.
-  std::size_t p = screened.size();
-  int moved = 1;
-  while (p > 0 && !(screened[p - 1] && !choice[p - 1])) {
-    if (choice[p - 1]) ++moved;
-    --p;
-  }
+  const std::size_t p = behind_last_but(screened, choice);
   if (p == 0) return false;
-  std::size_t q = p - 1;
-  while (q > 0 && !choice[q - 1]) --q;
+  const std::size_t q = behind_last(choice, p - 1);
   if (q == 0) return false;
-  std::fill(choice.begin() + static_cast<std::ptrdiff_t>(q - 1), choice.end(), false);
-  mark(screened, q, moved, choice);
+  choice[q - 1] = false;
+  const auto end = choice.begin() + static_cast<std::ptrdiff_t>(p);
+  const auto closing_up = std::count(end, choice.end(), true);
+  if (closing_up > 0) std::fill(end, choice.end(), false);
+  mark(screened, q, static_cast<int>(closing_up) + 1, choice);
   return true;
 }
 

@@ -13,10 +13,6 @@ namespace torve {
 
 namespace {
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // The working subset becomes the output's model; reporting it is the caller's business.
 void keep_best(RunState& run, int k) {
   Models& models = run.models;
@@ -34,11 +30,10 @@ void recall_best(RunState& run, int k) {
 }
 
 // Tries the subset in thischoice. The result is its mean error by the plain formula, whatever the
-// metric; a subset that breaks a group rule isn't fitted and has an error that ends nothing.
-double try_subset(RunState& run, int k, int size, ModelValue& best, bool& failed_fit) {
-  const ColumnMask choice = run.models.thischoice.first(at(run.sizes.nbas));
-  if (groupviolated(run, k, choice)) return forbidden_error;
-  const Candidate candidate = value_candidate(run, k, size);
+// metric.
+double try_subset(RunState& run, int k, int size, const MetricRules& rules, ModelValue& best,
+                  bool& failed_fit) {
+  const Candidate candidate = value_candidate(run, k, size, rules);
   failed_fit = candidate.failed;
   const double error = std::sqrt(candidate.fit) / run.sizes.ndata;
   if (better(candidate.metric, candidate.fit, best.metric, best.fit)) {
@@ -81,12 +76,17 @@ void debug_enum1_exit(RunState& run, const ModelValue& best, bool failed_fit) {
 }  // namespace
 
 Candidate value_candidate(RunState& run, int k, int p) {
+  return value_candidate(run, k, p, metric_rules(run));
+}
+
+Candidate value_candidate(RunState& run, int k, int p, const MetricRules& rules) {
   const std::size_t nbas = at(run.sizes.nbas);
   Models& models = run.models;
+  double sse = sse_unknown;
   const bool failed_fit =
-      fit_candidate(run, models.thischoice.first(nbas), k, models.thisbeta.first(nbas));
-  const double f = fit(run, k);
-  return {fitmetric(run, f, p), f, failed_fit};
+      fit_candidate(run, models.thischoice.first(nbas), k, models.thisbeta.first(nbas), &sse);
+  const double f = fit(run, k, sse);
+  return {fitmetric(f, p, run.sizes.ndata, run.options.modeler, rules), f, failed_fit};
 }
 
 bool trvenum1(RunState& run, int k, int size, ModelValue& best) {
@@ -95,11 +95,19 @@ bool trvenum1(RunState& run, int k, int size, ModelValue& best) {
   const ColumnMask screened = run.models.screened.first(nbas);
   const std::span<bool> choice = run.models.thischoice.first(nbas);
   const double tolerance = run.outputs.tolmeanerror[at(k)];
+  const bool grouped = run.groups.groupcon[at(k)];
+  MetricRules rules = metric_rules(run);
+  rules.log_n = std::log(static_cast<double>(run.sizes.ndata));
+  const HeldRows held(run, k);
   bool failed_fit = false;
   first_subset(screened, size, choice);
   do {
-    const double error = try_subset(run, k, size, best, failed_fit);
-    if (failed(run) || timeup(run) || failed_fit || error <= tolerance) break;
+    const bool forbidden = grouped && groupviolated(run, k, choice);
+    // A subset that breaks a group rule isn't fitted and has an error that ends nothing.
+    const double error =
+        forbidden ? forbidden_error : try_subset(run, k, size, rules, best, failed_fit);
+    if (failed(run) || (forbidden ? timeup(run) : timeup_lately(run))) break;
+    if (failed_fit || error <= tolerance) break;
   } while (next_subset(screened, choice));
   recall_best(run, k);
   if (debugging(run)) debug_enum1_exit(run, best, failed_fit);

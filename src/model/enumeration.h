@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/metrics.h"
 #include "run/trvspace.h"
 
 namespace torve {
@@ -28,5 +29,7 @@ struct Candidate {
   bool failed;
 };
 Candidate value_candidate(RunState& run, int k, int p);
+// The same for many candidates under the same rules.
+Candidate value_candidate(RunState& run, int k, int p, const MetricRules& rules);
 
 }  // namespace torve

@@ -7,6 +7,7 @@
 
 #include "basis/model_line.h"
 #include "model/debug_lines.h"
+#include "model/masks.h"
 #include "model/trvolr.h"
 #include "report/printer.h"
 #include "text/number_edits.h"
@@ -18,10 +19,6 @@ namespace {
 constexpr double smallest_magnitude = 0.001;
 constexpr double no_box = 1e31;  // bound of coefficients where there is no full fit
 constexpr double box_margin = 1.25;
-
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 std::span<double> working_model_values(RunState& run) {
   const Sizes& sizes = run.sizes;
@@ -40,24 +37,35 @@ std::span<double> working_model_values(RunState& run) {
   return y;
 }
 
-}  // namespace
-
-bool request_row_arrays(RunState& run) {
-  return run.lsq.rowsuse.request(run.memory, run.sizes.ndata) &&
-         run.lsq.yhat.request(run.memory, run.sizes.ndata);
-}
-
-int find_usable_rows(RunState& run, int k) {
-  const int ndata = run.sizes.ndata;
-  const std::span<bool> use = run.lsq.rowsuse.first(at(ndata));
-  const std::span<const bool> rows = run.points.rows.first(at(ndata));
-  const std::span<const bool> simulated = run.points.simulated.column(k, ndata);
+// use := a and b; returns how many hold.
+int both(std::span<const bool> a, std::span<const bool> b, std::span<bool> use) {
   int total = 0;
-  for (std::size_t i = 0; i < use.size(); ++i) {
-    use[i] = rows[i] && simulated[i];
+  std::size_t i = 0;
+  for (; i + 8 <= use.size(); i += 8) {
+    const std::uint64_t flags = eight_flags(a, i) & eight_flags(b, i);
+    std::memcpy(use.data() + i, &flags, sizeof flags);
+    total += count_flags(flags);
+  }
+  for (; i < use.size(); ++i) {
+    use[i] = a[i] && b[i];
     total += use[i] ? 1 : 0;
   }
   return total;
+}
+
+}  // namespace
+
+HeldRows::HeldRows(RunState& run, int k) : lsq_(run.lsq) {
+  if (!request_row_arrays(run)) return;
+  lsq_.heldrows = mark_usable_rows(run, k);
+  lsq_.heldoutput = k;
+}
+
+int mark_usable_rows(RunState& run, int k) {
+  run.lsq.heldoutput = -1;
+  const int ndata = run.sizes.ndata;
+  return both(run.points.rows.first(at(ndata)), run.points.simulated.column(k, ndata),
+              run.lsq.rowsuse.first(at(ndata)));
 }
 
 double ssefit(RunState& run, int k) {

@@ -7,16 +7,41 @@
 
 namespace torve {
 
+inline constexpr double sse_unknown = -1.0;
+
 // Room for a mask and a vector over the data.
-bool request_row_arrays(RunState& run);
+inline bool request_row_arrays(RunState& run) {
+  return run.lsq.rowsuse.request(run.memory, run.sizes.ndata) &&
+         run.lsq.yhat.request(run.memory, run.sizes.ndata);
+}
 
 // Marks in lsq.rowsuse the rows that take part and hold a value of output k; returns their count.
-int find_usable_rows(RunState& run, int k);
+int mark_usable_rows(RunState& run, int k);
+inline int find_usable_rows(RunState& run, int k) {
+  return run.lsq.heldoutput == k ? run.lsq.heldrows : mark_usable_rows(run, k);
+}
+
+// While it lives, the points don't change, and the rows are marked once for all fits of the output.
+class HeldRows {
+ public:
+  HeldRows(RunState& run, int k);
+  ~HeldRows() { lsq_.heldoutput = -1; }
+  HeldRows(const HeldRows&) = delete;
+  HeldRows& operator=(const HeldRows&) = delete;
+
+ private:
+  LeastSquares& lsq_;
+};
 
 // Fit of the working model (thischoice, thisbeta) for output k: its sum of squared errors, or the
 // largest percentage error for modeler 8.
 double fit(RunState& run, int k);
 double ssefit(RunState& run, int k);
+// The same where the regression may have left the sum of squares, or sse_unknown.
+inline double fit(RunState& run, int k, double sse) {
+  const bool is_sse = run.options.modeler != static_cast<int>(Metric::madp);
+  return is_sse && sse != sse_unknown ? sse : fit(run, k);
+}
 
 // The run's metric for a fit of output data with p terms, and the mean error.
 MetricRules metric_rules(const RunState& run);

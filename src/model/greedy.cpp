@@ -10,10 +10,6 @@ namespace torve {
 
 namespace {
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // What the two strategies share during a call.
 struct Search {
   RunState& run;

@@ -10,10 +10,6 @@ namespace {
 constexpr double smallest_deviation = 1e-08;
 constexpr double shortest_penalty = 0.001;  // of the largest
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 void subtract(std::span<double> residual, std::span<const double> x, double factor) {
   for (std::size_t i = 0; i < residual.size(); ++i) residual[i] -= x[i] * factor;
 }

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "model/metrics.h"
+#include "model/residual_sums.h"
+
 namespace torve {
 
 namespace {
@@ -49,43 +52,8 @@ void pack_vector(const Regression& problem, const double* from, double* to) {
 
 // The model's values on all rows.
 void values(const Regression& problem, std::span<const double> beta, std::span<double> y) {
-  const std::size_t n = y.size();
-  const double* first = column(problem, 0);
-  for (std::size_t i = 0; i < n; ++i) y[i] = beta[0] * first[i];
-  for (std::size_t p = 1; p < beta.size(); ++p) {
-    const double* x = column(problem, p);
-    const double b = beta[p];
-    for (std::size_t i = 0; i < n; ++i) y[i] += b * x[i];
-  }
-}
-
-// Sum of (z - y) x over the rows.
-double residual_product(const Regression& problem, const double* y, const double* x) {
-  std::array<double, 4> part{};
-  const double* z = problem.z.data();
-  const std::size_t n = problem.z.size();
-  std::size_t i = 0;
-  if (all_rows(problem)) {
-    for (; i + 4 <= n; i += 4) {
-      for (std::size_t k = 0; k < 4; ++k) part[k] += (z[i + k] - y[i + k]) * x[i + k];
-    }
-    for (; i < n; ++i) part[0] += (z[i] - y[i]) * x[i];
-  } else {
-    for (; i < n; ++i) {
-      if (problem.rows[i]) part[i % 4] += (z[i] - y[i]) * x[i];
-    }
-  }
-  return (part[0] + part[1]) + (part[2] + part[3]);
-}
-
-double residual_square(const Regression& problem, const double* y) {
-  double sum = 0.0;
-  for (std::size_t i = 0; i < problem.z.size(); ++i) {
-    if (!problem.rows[i]) continue;
-    const double e = problem.z[i] - y[i];
-    sum += e * e;
-  }
-  return sum;
+  std::fill(y.begin(), y.end(), 0.0);
+  add_columns(problem.x, problem.columns, beta, y);
 }
 
 // Values that are no numbers differ from everything.
@@ -110,15 +78,35 @@ void pack(const Regression& problem, double* a, int lda, double* b) {
   pack_vector(problem, problem.z.data(), b);
 }
 
+// The model's values on all rows are needed only for more columns than one pass takes, or when a
+// gradient is too large to pass at once.
 bool olrcheck(const Regression& problem, std::span<const double> beta, const double* sse,
-              std::span<double> yhat) {
-  if (beta.empty()) return false;
-  values(problem, beta, yhat);
-  if (sse != nullptr && differ(residual_square(problem, yhat.data()), *sse)) return true;
-  for (std::size_t p = 0; p < beta.size(); ++p) {
-    const double* x = column(problem, p);
-    if (std::abs(residual_product(problem, yhat.data(), x)) <= absolute_tolerance) continue;
-    if (differ(dot(problem, x, problem.z.data()), dot(problem, x, yhat.data()))) return true;
+              std::span<double> yhat, double* found) {
+  const std::size_t n = beta.size();
+  const bool one_pass = n <= most_fused_columns;
+  bool have_values = !one_pass;
+  if (have_values) values(problem, beta, yhat);
+  for (std::size_t first = 0; first < n; first += most_fused_columns) {
+    std::array<const double*, most_fused_columns> columns;
+    const std::size_t group = std::min(n - first, most_fused_columns);
+    for (std::size_t p = 0; p < group; ++p) columns[p] = column(problem, first + p);
+    const std::span<const double* const> x(columns.data(), group);
+    ResidualSums sums;
+    if (one_pass) {
+      residual_sums(x, beta.data(), problem.z, problem.rows, sums);
+    } else {
+      residual_sums_of_values(x, yhat.data(), problem.z, problem.rows, sums);
+    }
+    if (first == 0 && found != nullptr) *found = sums.square;
+    if (first == 0 && sse != nullptr && differ(sums.square, *sse)) return true;
+    for (std::size_t p = 0; p < group; ++p) {
+      if (std::abs(sums.gradient[p]) <= absolute_tolerance) continue;
+      if (!have_values) values(problem, beta, yhat);
+      have_values = true;
+      if (differ(dot(problem, x[p], problem.z.data()), dot(problem, x[p], yhat.data()))) {
+        return true;
+      }
+    }
   }
   return false;
 }

@@ -30,9 +30,10 @@ void pack(const Regression& problem, double* a, int lda, double* b);
 // Tests an answer by the normal equations, independently of the method that made it: the residual
 // is orthogonal to every chosen column within 0.001 or one part in a hundred. With `sse` (not
 // negative) the sum of squares must agree with it in the same way. `yhat` is scratch with a place
-// for every row. True when the answer is rejected.
+// for every row. True when the answer is rejected. The sum of squares itself is left in `found`, if
+// that is given.
 bool olrcheck(const Regression& problem, std::span<const double> beta, const double* sse,
-              std::span<double> yhat);
+              std::span<double> yhat, double* found = nullptr);
 
 // Work space of the Gauss-Seidel method for n columns: gram n x n, the others n.
 struct GaussSeidelWork {

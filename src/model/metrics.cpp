@@ -15,7 +15,7 @@ double log_likelihood_term(double f, int n) {
 
 double bic(double f, int p, int n, const MetricRules& rules) {
   if (f <= 0.0) return perfect_fit;
-  const double penalty = p * std::log(static_cast<double>(n));
+  const double penalty = p * (rules.log_n > 0.0 ? rules.log_n : std::log(static_cast<double>(n)));
   return rules.cvxbic ? penalty + f / rules.sigma : penalty + log_likelihood_term(f, n);
 }
 
@@ -49,8 +49,30 @@ double ric(double f, int p, int, const MetricRules& rules) {
   return f / rules.sigma + 2.0 * p * std::log(static_cast<double>(rules.nbasmax));
 }
 
-// Adds the scaled columns in groups of four, so that each value of y is read and written once a
-// group. The sum of a row still runs from the first column to the last.
+}  // namespace
+
+const std::array<MetricRow, metrics> metric_table{{
+    {Metric::bic, "BIC", "BIC", bic},
+    {Metric::cp, "Cp", "Cp", cp},
+    {Metric::aicc, "AICc", "AICc", aicc},
+    {Metric::hqc, "HQC", "HQC", hqc},
+    {Metric::mse, "MSE", "MSE", mse},
+    {Metric::ssep, "SSEp", "SSEp", penalised},
+    {Metric::ric, "RIC", "RIC", ric},
+    {Metric::madp, "MADp", "MAD", penalised},
+}};
+
+double meanerror(double f, int n, int modeler) {
+  return modeler == static_cast<int>(Metric::madp) ? f : std::sqrt(f) / n;
+}
+
+bool gains_too_little(double metric, double previous, double relative, double absolute) {
+  const double relative_part = relative * std::abs(previous);
+  const double tolerance = relative_part <= absolute ? absolute : relative_part;
+  return metric + tolerance >= previous;
+}
+
+// In groups of four, so that each value of y is read and written once a group.
 void add_columns(MatrixView x, std::span<const int> columns, std::span<const double> beta,
                  std::span<double> y) {
   const std::size_t rows = y.size();
@@ -70,33 +92,6 @@ void add_columns(MatrixView x, std::span<const int> columns, std::span<const dou
     const double b0 = beta[c];
     for (std::size_t i = 0; i < rows; ++i) y[i] += b0 * x0[i];
   }
-}
-
-}  // namespace
-
-const std::array<MetricRow, metrics> metric_table{{
-    {Metric::bic, "BIC", "BIC", bic},
-    {Metric::cp, "Cp", "Cp", cp},
-    {Metric::aicc, "AICc", "AICc", aicc},
-    {Metric::hqc, "HQC", "HQC", hqc},
-    {Metric::mse, "MSE", "MSE", mse},
-    {Metric::ssep, "SSEp", "SSEp", penalised},
-    {Metric::ric, "RIC", "RIC", ric},
-    {Metric::madp, "MADp", "MAD", penalised},
-}};
-
-double fitmetric(double f, int p, int n, int modeler, const MetricRules& rules) {
-  return metric_row(modeler).value(f, p, n, rules);
-}
-
-double meanerror(double f, int n, int modeler) {
-  return modeler == static_cast<int>(Metric::madp) ? f : std::sqrt(f) / n;
-}
-
-bool gains_too_little(double metric, double previous, double relative, double absolute) {
-  const double relative_part = relative * std::abs(previous);
-  const double tolerance = relative_part <= absolute ? absolute : relative_part;
-  return metric + tolerance >= previous;
 }
 
 void model_values(MatrixView x, std::span<const int> columns, std::span<const double> beta,

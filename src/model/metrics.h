@@ -18,6 +18,7 @@ struct MetricRules {
   double convpen = 0.0;  // penalty a term
   bool cvxbic = false;   // BIC in its convex form
   int nbasmax = 0;       // active columns
+  double log_n = 0.0;    // ln of the points, if the caller has it; 0: worked out when needed
 };
 
 // One criterion: its names in the running lines and in the report, and its formula over the fit f,
@@ -43,7 +44,9 @@ inline const MetricRow& metric_row(int modeler) {
 //   MSE   f/(n-p-1);  SSEp and MADp  f + convpen p
 //   RIC   Foster and George, Ann. Statist. 22 (1994) 1947: f/sigma + 2p ln nbasmax
 // An exact fit is worth -1e30 to BIC, AICc and HQC and 0 to MSE.
-double fitmetric(double f, int p, int n, int modeler, const MetricRules& rules);
+inline double fitmetric(double f, int p, int n, int modeler, const MetricRules& rules) {
+  return metric_row(modeler).value(f, p, n, rules);
+}
 
 // Mean error that goes with a fit: sqrt(f)/n, or the fit itself for MADp.
 double meanerror(double f, int n, int modeler);
@@ -56,6 +59,10 @@ inline bool better(double metric, double fit, double than_metric, double than_fi
 // Whether a pass over the sizes gains too little: the new metric isn't below the previous one by
 // more than the larger of the relative and the absolute tolerance.
 bool gains_too_little(double metric, double previous, double relative, double absolute);
+
+// Adds beta(p) x(:,columns(p)) to y. The sum of a row runs from the first column to the last.
+void add_columns(MatrixView x, std::span<const int> columns, std::span<const double> beta,
+                 std::span<double> y);
 
 // Model values over all rows: the sum of beta(j) x(:,j) over the columns whose coefficient's
 // magnitude exceeds 1e-10.

@@ -23,10 +23,6 @@ constexpr double sweep_tolerance = static_cast<double>(0.001F);  // a single-pre
 constexpr int most_sweeps = 100000;  // at one penalty; data at noise level may never settle
 constexpr double out_of_the_race = -1e51;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 LassoProblem lasso_problem(const RunState& run, int k) {
   return {run.screening.xstd.view(run.sizes.ndata, run.sizes.nbasm1),
           run.screening.zc.column(k, run.sizes.ndata)};
@@ -222,7 +218,7 @@ int lassofit(RunState& run, int k) {
       }
     }
     previous = metric;
-    if (failed(run)) break;
+    if (failed(run) || timeup(run)) break;
   }
   if (run.options.lassopath) unscale_lasso_model(run, k);
   return bestl;
@@ -316,13 +312,21 @@ void assignfolds(RunState& run) {
   }
 }
 
+// Tables whose size an option gives, whatever the data, are filled whole; beyond this many entries
+// that would be all that a run does.
+bool is_filled_at_once(std::int64_t rows, std::int64_t columns) {
+  constexpr std::int64_t most_entries = std::int64_t{1} << 28;
+  return rows * columns <= most_entries;
+}
+
 bool request_screening(RunState& run) {
   const Sizes& sizes = run.sizes;
   const Options& options = run.options;
   MemoryAccount& memory = run.memory;
   Screening& s = run.screening;
   const int reached = sizes.nbasm1;
-  bool enough = run.points.foldof.request(memory, sizes.ndatacap, options.ncvf);
+  bool enough = is_filled_at_once(sizes.ndatacap, options.ncvf) &&
+                run.points.foldof.request(memory, sizes.ndatacap, options.ncvf);
   if (options.screener != 0) {
     enough = enough && s.xstd.request(memory, sizes.ndatacap, reached) &&
              s.xmean.request(memory, reached) && s.xsd.request(memory, reached) &&
@@ -331,7 +335,8 @@ bool request_screening(RunState& run) {
              s.sisorder.request(memory, sizes.nbas);
   }
   if (options.screener < 0 || options.screener == lasso_screener) {
-    enough = enough && s.lassogrid.request(memory, options.npenl) &&
+    enough = enough && is_filled_at_once(options.npenl, reached) &&
+             s.lassogrid.request(memory, options.npenl) &&
              s.lassokeep.request(memory, options.npenl, reached) &&
              s.lassoactive.request(memory, reached) && s.lassostrong.request(memory, reached) &&
              s.lassotrial.request(memory, reached) && s.lassocoef.request(memory, reached) &&

@@ -17,10 +17,6 @@ constexpr int lower_bound_row = 1;
 constexpr int upper_bound_row = 2;
 constexpr int both_bounds_row = 3;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 int constraint_rows(const CRELEM* bounding) {
   int rows = 0;
   for (int p = 0; bounding != nullptr && p < bounding->crndata; ++p) {
@@ -134,8 +130,8 @@ bool trvclr(RunState& run, const CRELEM* bounding, ColumnMask chosen, int k,
   return has_failed;
 }
 
-bool fit_candidate(RunState& run, ColumnMask chosen, int k, std::span<double> beta) {
-  if (!run.models.conreg[at(k)]) return trvolr(run, chosen, k, beta);
+bool fit_candidate(RunState& run, ColumnMask chosen, int k, std::span<double> beta, double* sse) {
+  if (!run.models.conreg[at(k)]) return trvolr(run, chosen, k, beta, sse);
   return trvclr(run, &run.models.bounding[at(k)], chosen, k, beta);
 }
 

@@ -1,22 +1,21 @@
 #include "model/trvolr.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "model/debug_lines.h"
 #include "model/dgels.h"
 #include "model/fit.h"
 #include "model/least_squares.h"
 #include "model/lsei.h"
+#include "model/masks.h"
+#include "model/residual_sums.h"
 #include "report/printer.h"
 #include "solvers/olr_routes.h"
 
 namespace torve {
 
 namespace {
-
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 // One call of the chain: the problem, and the coefficients of its columns in a row.
 struct Call {
@@ -26,47 +25,34 @@ struct Call {
   Regression problem;
   std::span<double> coefficients;  // one for each chosen column
   std::span<double> beta;          // one for each column of the catalogue
+  double square;                   // sum of squared errors that the last check found
+  bool tried = false;              // a link has set the coefficients
+  bool beta_used = false;          // a link has worked in beta, which was clear before
 };
 
-int list_columns(RunState& run, ColumnMask chosen) {
-  int count = 0;
-  for (std::size_t j = 0; j < chosen.size(); ++j) {
-    if (chosen[j]) run.lsq.chosen[at(count++)] = static_cast<int>(j);
-  }
-  return count;
-}
-
-Call make_call(RunState& run, ColumnMask chosen, int k, std::span<double> beta, int nrows,
-               int nchosen) {
-  const Sizes& sizes = run.sizes;
-  Regression problem;
-  problem.x = run.basis.xij.view(sizes.ndata, sizes.nbas);
-  problem.columns = run.lsq.chosen.first(at(nchosen));
-  problem.z = run.points.zdata.column(k, sizes.ndata);
-  problem.rows = run.lsq.rowsuse.first(at(sizes.ndata));
-  problem.nrows = nrows;
-  return {run, k, chosen, problem, run.lsq.coefficients.first(at(nchosen)), beta};
-}
-
 void spread(const Call& call) {
+  if (call.beta_used) std::fill(call.beta.begin(), call.beta.end(), 0.0);
   for (std::size_t p = 0; p < call.coefficients.size(); ++p) {
     call.beta[at(call.problem.columns[p])] = call.coefficients[p];
   }
 }
 
-void gather(const Call& call) {
+void gather(Call& call) {
+  call.beta_used = true;
   for (std::size_t p = 0; p < call.coefficients.size(); ++p) {
     call.coefficients[p] = call.beta[at(call.problem.columns[p])];
   }
 }
 
-bool rejected(const Call& call, const double* sse) {
+bool rejected(Call& call, const double* sse) {
   RunState& run = call.run;
+  call.square = sse_unknown;
   if (!run.lsq.lsqwork.request(run.memory, run.sizes.ndata)) {
     fail(run, Code::out_of_memory, 2);
     return true;
   }
-  return olrcheck(call.problem, call.coefficients, sse, run.lsq.lsqwork.first(at(run.sizes.ndata)));
+  return olrcheck(call.problem, call.coefficients, sse, run.lsq.lsqwork.first(at(run.sizes.ndata)),
+                  &call.square);
 }
 
 bool out_of_memory(RunState& run, int location) {
@@ -74,8 +60,9 @@ bool out_of_memory(RunState& run, int location) {
   return true;
 }
 
-// True when DGELS failed. The size query is repeated only when the problem's size has changed.
-bool trvdgels(const Call& call, double& sse) {
+// True when DGELS failed; otherwise the call's coefficients are those in the solution. The size
+// query is repeated only when the problem's size has changed.
+bool trvdgels(Call& call, double& sse) {
   RunState& run = call.run;
   LeastSquares& lsq = run.lsq;
   const int m = call.problem.nrows;
@@ -100,9 +87,8 @@ bool trvdgels(const Call& call, double& sse) {
     }
     return true;
   }
-  std::copy_n(lsq.lsqb.data(), n, call.coefficients.data());
-  sse = 0.0;
-  for (int i = n; i < m; ++i) sse += lsq.lsqb[at(i)] * lsq.lsqb[at(i)];
+  call.coefficients = lsq.lsqb.first(at(n));
+  sse = tail_square(lsq.lsqb.first(at(m)), n);
   return false;
 }
 
@@ -139,8 +125,10 @@ bool attempt_one(Call& call) {
 // the check would pass coefficients of zero.
 bool attempt_dgels(Call& call) {
   double sse = 0.0;
-  std::fill(call.coefficients.begin(), call.coefficients.end(), 0.0);
-  if (trvdgels(call, sse)) return true;
+  if (trvdgels(call, sse)) {
+    std::fill(call.coefficients.begin(), call.coefficients.end(), 0.0);
+    return true;
+  }
   return rejected(call, &sse);
 }
 
@@ -173,7 +161,10 @@ constexpr std::array<Link, 4> chain{{
 // The last link's answer is taken as it is: nothing stands behind it.
 bool solve_by_file(Call& call, bool failed_so_far) {
   RunState& run = call.run;
-  if (!run.options.olrmir && !run.options.olrgms) return failed_so_far;
+  if (!run.options.olrmir && !run.options.olrgms) {
+    if (!call.tried) std::fill(call.coefficients.begin(), call.coefficients.end(), 0.0);
+    return failed_so_far;
+  }
   const bool mir = run.options.olrmir;
   ++(mir ? run.counters.OLRmirCalls : run.counters.OLRgmsCalls);
   double sse = 0.0;
@@ -193,6 +184,7 @@ bool run_chain(Call& call) {
     const bool clr = link.attempt == attempt_clr;
     if (run.options.*(link.option) && !(one && call.problem.columns.size() != 1)) {
       ++(run.counters.*(link.calls));
+      call.tried = true;
       missing = link.attempt(call);
       if (!missing) return false;
       ++(run.counters.*(link.fails));
@@ -234,11 +226,17 @@ void debug_exit(RunState& run, const Call* call, bool has_failed) {
   debug_reals(run, "    beta      = ", call->beta);
 }
 
+// A fit leaves out coefficients that are next to nothing, which the check doesn't.
+double sse_of_fit(const Call& call) {
+  const auto counts = [](double b) { return std::abs(b) > smallest_coefficient; };
+  const bool all = std::all_of(call.coefficients.begin(), call.coefficients.end(), counts);
+  return all ? call.square : sse_unknown;
+}
+
 }  // namespace
 
-bool trvolr(RunState& run, ColumnMask chosen, int k, std::span<double> beta) {
-  cpu_start(run.timers, run.timers.t_olr);
-  cpu_start(run.timers, run.models.olrtime[at(k)]);
+bool trvolr(RunState& run, ColumnMask chosen, int k, std::span<double> beta, double* sse) {
+  const double start = run.timers.clock.seconds();
   ++run.counters.numOLRs;
   ++run.models.olrcalls[at(k)];
   const bool debug = debugging(run);
@@ -249,21 +247,31 @@ bool trvolr(RunState& run, ColumnMask chosen, int k, std::span<double> beta) {
     if (debug) debug_exit(run, nullptr, has_failed);
   } else {
     const int nrows = find_usable_rows(run, k);
-    const int nchosen = list_columns(run, chosen);
+    const int nchosen = list_true(chosen, run.lsq.chosen.data());
     if (nchosen > 0 && nrows > 0) {
       std::fill(beta.begin(), beta.end(), 0.0);
-      Call call = make_call(run, chosen, k, beta, nrows, nchosen);
-      std::fill(call.coefficients.begin(), call.coefficients.end(), 0.0);
+      // Made in place: to copy it would cost as much as the check of a small fit.
+      const Sizes& sizes = run.sizes;
+      Call call{
+          run,
+          k,
+          chosen,
+          {run.basis.xij.view(sizes.ndata, sizes.nbas), run.lsq.chosen.first(at(nchosen)),
+           run.points.zdata.column(k, sizes.ndata), run.lsq.rowsuse.first(at(sizes.ndata)), nrows},
+          run.lsq.coefficients.first(at(nchosen)),
+          beta,
+          sse_unknown};
       has_failed = run_chain(call);
-      std::fill(beta.begin(), beta.end(), 0.0);
       spread(call);
+      if (sse != nullptr) *sse = sse_of_fit(call);
       if (debug) debug_exit(run, &call, has_failed);
     } else if (debug) {
       debug_exit(run, nullptr, has_failed);
     }
   }
-  cpu_stop(run.timers, run.models.olrtime[at(k)]);
-  cpu_stop(run.timers, run.timers.t_olr);
+  const double seconds = run.timers.clock.seconds() - start;
+  run.timers.t_olr += seconds;
+  run.models.olrtime[at(k)] += seconds;
   return has_failed;
 }
 

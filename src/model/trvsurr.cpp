@@ -16,10 +16,6 @@ namespace {
 
 constexpr int lasso_screener = 1;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 void end_without_basis(RunState& run) {
   trvprint(run, "No basis functions are numerically acceptable.  Terminating with null model(s).");
   run.models.bestchosen.fill(false);

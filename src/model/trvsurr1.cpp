@@ -34,10 +34,6 @@ enum class Next { go_on, stop_tests, constraints, leave_sizes, repair_again, end
 
 constexpr double largest_double = std::numeric_limits<double>::max();
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // The local values of one output's selection.
 struct Selection {
   Selection(RunState& state, int output, int most_terms, bool enumerate)
@@ -296,13 +292,15 @@ Next step_back(Selection& s) {
   return judge_greedy(s, found, nogain);
 }
 
-// The lasso's model against the incumbent. It is weighed once.
+// The lasso's model against the incumbent. It is weighed once: only one that would win, but is too
+// large for the size, stays in the race.
 void weigh_lasso(Selection& s) {
-  if (!s.lassotried || s.models().lassoterms > s.size) return;
-  s.lassotried = false;
+  if (!s.lassotried) return;
+  const bool has_room = s.models().lassoterms <= s.size;
+  if (has_room || !(s.lasso.metric < s.incumbent)) s.lassotried = false;
   const bool wins =
       s.lasso.metric < s.incumbent || (s.lasso.metric <= s.incumbent && s.lasso.fit <= s.model.fit);
-  if (!wins) return;
+  if (!has_room || !wins) return;
   s.models().LassoSuccess[at(s.k)] = true;
   s.incumbent = s.lasso.metric;
   s.model.fit = s.lasso.fit;

@@ -17,10 +17,6 @@ namespace {
 
 constexpr std::size_t title_column = 18;
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // --- settings -----------------------------------------------------------------------------------
 
 // A line of the echo: its title, and the option it shows, or how to get a value that is no option.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "basis/catalogue.h"
 #include "data/sampling.h"
@@ -16,10 +17,6 @@ namespace torve {
 namespace {
 
 constexpr double no_adjusted_r2 = -1e31;  // as many terms as points but one
-
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 // Running sums over the points that count.
 struct Sums {
@@ -91,16 +88,15 @@ EvaluatedSet make_set(std::string name, int number, int first, int rows, const T
   return set;
 }
 
-void list_sets(RunState& run) {
+std::vector<EvaluatedSet> list_sets(const RunState& run) {
   const Sizes& sizes = run.sizes;
-  Points& points = run.points;
-  std::vector<EvaluatedSet>& sets = run.quality.sets;
-  sets.clear();
+  const Points& points = run.points;
+  std::vector<EvaluatedSet> sets;
   sets.push_back(make_set("", 0, 0, sizes.ndata, points.xdata, points.zdata));
   if (sizes.nbank > 0) {
     sets.push_back(make_set("banked set", -1, 0, sizes.nbank, points.xbank, points.zbank));
   }
-  if (!points.ztestdata.exists()) return;
+  if (!points.ztestdata.exists()) return sets;
   const int sections = std::max(sizes.ntestsets, 1);
   int first = 0;
   for (int s = 0; s < sections && at(s) < points.ntestdata.size(); ++s) {
@@ -109,6 +105,7 @@ void list_sets(RunState& run) {
     sets.push_back(make_set(name, s + 1, first, rows, points.xtestdata, points.ztestdata));
     first += rows;
   }
+  return sets;
 }
 
 // Model values of all outputs. Rows of the data are in the regression matrix already; the other
@@ -187,10 +184,12 @@ void qualitymetrics(RunState& run) {
   if (!failed(run)) sample_tests(run);
   trvprint(run, "");
   trvprint(run, "Calculating quality metrics ");
-  list_sets(run);
-  for (EvaluatedSet& set : run.quality.sets) {
+  run.quality.sets.clear();
+  for (EvaluatedSet& set : list_sets(run)) {
     if (!evaluate_set(run, set)) return;
     measure_outputs(run, set);
+    // What follows finds only sets that are measured.
+    run.quality.sets.push_back(std::move(set));
   }
 }
 

@@ -23,10 +23,6 @@ constexpr std::size_t coefficient_column = 26;
 constexpr std::string_view point_columns =
     " (for each data point: x, z, zmodel, square error, absolute error):";
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // Numbers of one line, in free form.
 class Row {
  public:

@@ -13,10 +13,6 @@ namespace torve {
 
 namespace {
 
-std::size_t at(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // What one row speaks of.
 struct Subject {
   const RunState& run;
@@ -173,12 +169,12 @@ void write_trace_header(RunState& run) {
 
 void write_trace_rows(RunState& run) {
   if (!run.files.tracefile.is_open()) return;
+  std::vector<std::string> rows;
   for (int k = 0; k < run.sizes.noutputs; ++k) {
     if (run.outputs.ignore[at(k)]) continue;
-    for (const EvaluatedSet& set : run.quality.sets) {
-      run.files.tracefile.line(trace_row({run, k, set}));
-    }
+    for (const EvaluatedSet& set : run.quality.sets) rows.push_back(trace_row({run, k, set}));
   }
+  for (const std::string& row : rows) run.files.tracefile.line(row);
 }
 
 }  // namespace torve

@@ -29,6 +29,11 @@ bool MemoryAccount::charge(MemoryKind kind, std::int64_t old_bytes, std::int64_t
   return true;
 }
 
+bool MemoryAccount::has_room(double count, double bytes_each) const {
+  const std::int64_t total = bytes_[0] + bytes_[1] + bytes_[2] + bytes_[3];
+  return machine_bytes <= 0 || count * bytes_each <= static_cast<double>(machine_bytes - total);
+}
+
 void MemoryAccount::release(MemoryKind kind, std::int64_t bytes) {
   bytes_[index(kind)] -= bytes;
 }

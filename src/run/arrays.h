@@ -26,6 +26,9 @@ class MemoryAccount {
   // Charges the change from old_bytes to new_bytes; false when a limit stands against it.
   bool charge(MemoryKind kind, std::int64_t old_bytes, std::int64_t new_bytes);
   void release(MemoryKind kind, std::int64_t bytes);
+  // Whether so many things of so many bytes each fit beside what is held. For what comes in many
+  // small pieces or isn't an array; charges nothing.
+  bool has_room(double count, double bytes_each) const;
 
   double mebibytes(MemoryKind kind) const;
   double peak_mebibytes(MemoryKind kind) const;

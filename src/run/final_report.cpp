@@ -30,8 +30,8 @@ bool has_constraints(const RunState& run) {
 }
 
 // One line of the breakdown; the labels are one column wide.
-void print_time(RunState& run, std::string_view label, double seconds, std::string_view rest) {
-  trvprint(run, fmt::format("{:<21}{} s {}", label, time_text(seconds), rest));
+std::string time_line(std::string_view label, double seconds, std::string_view rest) {
+  return fmt::format("{:<21}{} s {}", label, time_text(seconds), rest);
 }
 
 // The time that no line of the breakdown claims.
@@ -39,43 +39,72 @@ double other_time(const Timers& t) {
   return t.t_total - t.t_olr - t.t_clr - t.t_mip - t.t_mip2 - t.t_lasso - t.t_sim - t.t_bank;
 }
 
-void print_times(RunState& run) {
+std::vector<std::string> time_lines(const RunState& run) {
   const Timers& t = run.timers;
   const Counters& n = run.counters;
   const Sizes& sizes = run.sizes;
-  trvprint(run, " ");
-  trvprint(run, fmt::format("Total execution time {} s", time_text(t.t_total)));
-  trvprint(run, "Times breakdown");
-  print_time(run, "    OLR time:", t.t_olr,
-             fmt::format("in {} ordinary linear regression problems", n.numOLRs));
+  std::vector<std::string> lines{
+      " ", fmt::format("Total execution time {} s", time_text(t.t_total)), "Times breakdown"};
+  const auto add = [&](std::string_view label, double seconds, std::string_view rest) {
+    lines.push_back(time_line(label, seconds, rest));
+  };
+  add("    OLR time:", t.t_olr,
+      fmt::format("in {} ordinary linear regression problems", n.numOLRs));
   if (has_constraints(run)) {
-    print_time(run, "    CLR time:", t.t_clr,
-               fmt::format("in {} constrained linear regression problems", n.numCLRs));
+    add("    CLR time:", t.t_clr,
+        fmt::format("in {} constrained linear regression problems", n.numCLRs));
   }
-  print_time(run, "    MINLP time:", t.t_mip + t.t_mip2,
-             fmt::format("in {} optimization problems", n.n_mip));
+  add("    MINLP time:", t.t_mip + t.t_mip2, fmt::format("in {} optimization problems", n.n_mip));
   if (run.options.screener == lasso_screener) {
-    print_time(run, "    Lasso time:", t.t_lasso,
-               fmt::format("in {} nonlinear problems", n.n_lasso));
+    add("    Lasso time:", t.t_lasso, fmt::format("in {} nonlinear problems", n.n_lasso));
   }
   if (sizes.nbank > 0) {
-    print_time(run, "    Sampling time:", t.t_bank,
-               fmt::format("to sample {} from NBANK = {} points", sizes.nbank - sizes.nbankleft,
-                           sizes.nbank));
+    add("    Sampling time:", t.t_bank,
+        fmt::format("to sample {} from NBANK = {} points", sizes.nbank - sizes.nbankleft,
+                    sizes.nbank));
   }
-  print_time(run, "    Simulation time:", t.t_sim, fmt::format("to simulate {} points", n.n_sim));
-  print_time(run, "    All other time:", other_time(t),
-             fmt::format("in {} iterations", run.status.iteration));
+  add("    Simulation time:", t.t_sim, fmt::format("to simulate {} points", n.n_sim));
+  add("    All other time:", other_time(t), fmt::format("in {} iterations", run.status.iteration));
+  return lines;
+}
+
+void print_times(RunState& run) {
+  for (const std::string& line : time_lines(run)) trvprint(run, line);
+}
+
+template <class Step>
+bool has_memory_for(RunState& run, Step step) {
+  try {
+    step(run);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+// A step of the final report that runs out of memory leaves the next ones their turn.
+template <class Step>
+void guarded(RunState& run, Step step) {
+  if (!has_memory_for(run, step) && !failed(run)) fail(run, Code::out_of_memory, 53);
+}
+
+// For a step that makes all its text before it prints: without memory it has something else to say,
+// and a chance to find some.
+template <class Step>
+void tried_twice(RunState& run, Step step) {
+  if (has_memory_for(run, step)) return;
+  if (!failed(run)) fail(run, Code::out_of_memory, 53);
+  guarded(run, step);
 }
 
 // Quality, results, times and trace of a run that reached modelling.
 void report_models(RunState& run) {
   if (!run.models.exist) return;
-  qualitymetrics(run);
-  if (any_model(run)) writereport(run);
+  guarded(run, qualitymetrics);
+  if (any_model(run)) guarded(run, writereport);
   cpu_stop(run.timers, run.timers.t_total);
-  print_times(run);
-  write_trace_rows(run);
+  tried_twice(run, print_times);
+  tried_twice(run, write_trace_rows);
 }
 
 // A listing or trace that could not be written in full must not pass for whole.
@@ -88,16 +117,15 @@ void close_outputs(RunState& run) {
 
 void print_message(RunState& run) {
   const std::vector<std::string> lines = trvmessage(run.status.trvstatus, run.options.tracefname);
+  const std::string place =
+      failed(run) ? fmt::format("Termination occured at location {}", run.status.trvlocation) : "";
   if (run.options.print_to_screen) {
     print_on_screen(" ");
     for (const std::string& line : lines) print_on_screen(line);
   }
   print_to_listing(run, " ");
   for (const std::string& line : lines) print_to_listing(run, line);
-  if (failed(run)) {
-    print_to_listing(run,
-                     fmt::format("Termination occured at location {}", run.status.trvlocation));
-  }
+  if (!place.empty()) print_to_listing(run, place);
   run.files.listing.close();
 }
 
@@ -116,24 +144,15 @@ void remove_scratch(RunState& run) {
   remove_file(options.simout);
 }
 
-// A step of the final report that runs out of memory leaves the next ones their turn.
-template <class Step>
-void guarded(RunState& run, Step step) {
-  try {
-    step(run);
-  } catch (const std::bad_alloc&) {
-    if (!failed(run)) fail(run, Code::out_of_memory, 53);
-  }
-}
-
 }  // namespace
 
 void trvfinish(RunState& run) {
   guarded(run, release_screen);
-  guarded(run, report_models);
-  guarded(run, close_outputs);
-  guarded(run, print_message);
-  guarded(run, remove_scratch);
+  report_models(run);
+  close_outputs(run);
+  tried_twice(run, print_message);
+  // The message is out; what is missing for a moment now is no reason to end otherwise.
+  if (!has_memory_for(run, remove_scratch)) guarded(run, remove_scratch);
 }
 
 }  // namespace torve

@@ -1,8 +1,10 @@
 #include <csignal>
+#include <new>
 #include <string>
 
 #include "run/set_calls.h"
 #include "run/trvrun.h"
+#include "system/files.h"
 #include "system/interrupts.h"
 #include "text/strings.h"
 
@@ -25,8 +27,13 @@ void set_arguments(torve::RunState& run, int count, char** arguments) {
 int main(int argc, char** argv) {
   // A reader of the screen that goes away must not take the listing with it.
   std::signal(SIGPIPE, SIG_IGN);
+  torve::reserve_standard_streams();
   torve::watch_interrupts();
-  set_arguments(torve::TRVSPACE, argc - 1, argv);
+  try {
+    set_arguments(torve::TRVSPACE, argc - 1, argv);
+  } catch (const std::bad_alloc&) {
+    torve::fail(torve::TRVSPACE, torve::Code::out_of_memory, 53);
+  }
   torve::trvrun(torve::TRVSPACE);
   torve::raise_interrupt_again();
   return 0;

@@ -33,6 +33,11 @@ struct View {
 
 using MatrixView = View<const double>;
 using MutableMatrixView = View<double>;
+// A count or index of the run state as an index of the standard library.
+constexpr std::size_t at(int i) {
+  return static_cast<std::size_t>(i);
+}
+
 // True where a row or a column takes part.
 using RowMask = std::span<const bool>;
 using ColumnMask = std::span<const bool>;

@@ -337,35 +337,6 @@ inline void mark_seen(RunState& run, OptionFlag flag) {
   run.seen.set(flag.row);
 }
 
-constexpr bool names_are_distinct() {
-  for (std::size_t i = 0; i < option_table.size(); ++i) {
-    for (std::size_t j = i + 1; j < option_table.size(); ++j) {
-      if (option_table[i].name == option_table[j].name) return false;
-    }
-    for (const AliasRow& alias : alias_table) {
-      if (alias.name == option_table[i].name) return false;
-    }
-  }
-  return true;
-}
-constexpr bool storages_are_distinct() {
-  for (std::size_t i = 0; i < option_table.size(); ++i) {
-    if (std::holds_alternative<std::monostate>(option_table[i].storage)) continue;
-    for (std::size_t j = i + 1; j < option_table.size(); ++j) {
-      if (option_table[i].storage == option_table[j].storage) return false;
-    }
-  }
-  return true;
-}
-constexpr bool aliases_have_options() {
-  for (const AliasRow& alias : alias_table) {
-    if (find_option(alias.option) == nullptr) return false;
-  }
-  return true;
-}
 static_assert(option_table.size() <= most_options);
-static_assert(names_are_distinct());
-static_assert(storages_are_distinct());
-static_assert(aliases_have_options());
 
 }  // namespace torve

@@ -31,7 +31,11 @@ double elapsed(RunState& run) {
 }
 
 bool timeup(RunState& run) {
-  if (!interrupted() && run.options.maxtime - elapsed(run) > 0.0) return false;
+  run.timers.clock.seconds();
+  return timeup_lately(run);
+}
+
+bool end_for_time(RunState& run) {
   fail(run, Code::time_used_up, 89);
   return true;
 }

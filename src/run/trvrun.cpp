@@ -117,7 +117,9 @@ bool check_problem(RunState& run) {
 
 bool open_listing(RunState& run) {
   if (!run.options.print_to_file) return true;
-  if (!run.files.listing.open_replace(run.files.outfname)) {
+  // The problem file must not be lost to a listing that is a link to it.
+  const bool takes_problem = is_same_file(run.files.outfname, run.files.fname);
+  if (takes_problem || !run.files.listing.open_replace(run.files.outfname)) {
     return fail(run, Code::listing_cannot_be_opened, 49);
   }
   return list_options(run);
@@ -127,6 +129,8 @@ bool open_trace(RunState& run) {
   if (!run.options.trace) return true;
   const std::string& name = run.options.tracefname;
   TextFile& trace = run.files.tracefile;
+  const bool taken = is_same_file(name, run.files.fname) || is_same_file(name, run.files.outfname);
+  if (taken) return fail(run, Code::trace_cannot_be_opened, 50);
   const bool opened = file_exists(name) ? trace.open_append(name) : trace.open_new(name);
   if (!opened) return fail(run, Code::trace_cannot_be_opened, 50);
   write_trace_header(run);
@@ -311,9 +315,11 @@ void trvrun(RunState& run) {
   try {
     name_files(run);
     print_banner(run);
-    run_to_the_end(run);
+    if (!failed(run)) run_to_the_end(run);
   } catch (const std::bad_alloc&) {
     fail(run, Code::out_of_memory, 53);
+    // Models are built in the scratch folder.
+    if (!run.files.execdir.empty()) enter_folder(run.files.execdir);
   }
   trvfinish(run);
   if (run.status.cmdcount >= 0) release_arrays(run);

@@ -10,6 +10,7 @@
 #include "run/quality_state.h"
 #include "run/sizes.h"
 #include "run/status.h"
+#include "system/interrupts.h"
 
 namespace torve {
 
@@ -63,6 +64,13 @@ double elapsed(RunState& run);
 
 // True when maxtime is used up or the run was interrupted; the run then ends with code 68.
 bool timeup(RunState& run);
+bool end_for_time(RunState& run);
+// The same at the clock's last reading, for loops that have just had the clock read: a fit does.
+inline bool timeup_lately(RunState& run) {
+  const double taken = run.timers.t_total + run.timers.clock.last_reading();
+  if (!interrupted() && run.options.maxtime - taken > 0.0) return false;
+  return end_for_time(run);
+}
 
 inline void cpu_start(Timers& timers, double& timer) {
   timer -= timers.clock.seconds();

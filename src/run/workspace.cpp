@@ -61,7 +61,7 @@ std::string absolute_solver_path(const RunState& run) {
 }  // namespace
 
 bool is_protected_folder(const RunState& run, const std::string& name) {
-  return is_same_or_ancestor(name, run.files.execdir);
+  return is_same_or_ancestor(name, run.files.execdir) || is_same_or_ancestor(name, run.files.fname);
 }
 
 bool trvworkspace(RunState& run) {

@@ -18,8 +18,8 @@ std::string trvfindprogram(RunState& run, const std::string& command);
 // True when the program can be run: a path that exists, or a name found along PATH.
 bool trvonpath(const std::string& name);
 
-// True when the folder may not be removed: it is the folder of the run, one that holds it, or the
-// root.
+// True when the folder may not be removed: it is the folder of the run, one that holds it or the
+// problem file, or the root.
 bool is_protected_folder(const RunState& run, const std::string& name);
 
 }  // namespace torve

@@ -1,31 +1,42 @@
 #include "system/clock.h"
 
-#include <algorithm>
 #include <ctime>
 
 namespace torve {
 
 namespace {
 
-constexpr std::int64_t nanoseconds_per_second = 1000000000;
-constexpr std::int64_t look_again_after = 50000;  // nanoseconds
+constexpr double seconds_between_looks = 50e-6;
 
-std::int64_t read(clockid_t id) {
+double read(clockid_t id) {
   timespec now{};
   clock_gettime(id, &now);
-  return static_cast<std::int64_t>(now.tv_sec) * nanoseconds_per_second + now.tv_nsec;
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 }  // namespace
 
-double CpuClock::seconds() {
-  const std::int64_t now = read(CLOCK_MONOTONIC);
-  if (cpu_ < 0 || now - monotonic_ > look_again_after) {
-    cpu_ = read(CLOCK_PROCESS_CPUTIME_ID);
-    monotonic_ = now;
+// The pace of the counter comes from all the time since the first look; until that is long enough
+// to tell, each reading is a look.
+void CpuClock::look(std::int64_t tick) {
+  const double time = read(CLOCK_MONOTONIC);
+  cpu_ = read(CLOCK_PROCESS_CPUTIME_ID);
+  look_tick_ = tick;
+  if (first_tick_ < 0) {
+    first_tick_ = tick;
+    first_time_ = time;
   }
-  last_ = std::max(last_, cpu_ + (now - monotonic_));
-  return static_cast<double>(last_) / static_cast<double>(nanoseconds_per_second) + waited_;
+  const double passed = time - first_time_;
+  const auto ticks = static_cast<double>(tick - first_tick_);
+  if (passed < seconds_between_looks || ticks <= 0.0) return;
+  seconds_per_tick_ = passed / ticks;
+  look_again_ = static_cast<std::int64_t>(seconds_between_looks / seconds_per_tick_);
+}
+
+std::int64_t CpuClock::monotonic_nanoseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
 }
 
 }  // namespace torve

@@ -1,9 +1,11 @@
 #include "system/files.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
@@ -73,12 +75,35 @@ bool is_same_or_ancestor(const std::string& name, const std::string& of) {
   const fs::path target = fs::weakly_canonical(name, error);
   if (error) return true;
   fs::path folder = fs::weakly_canonical(of, error);
+  // The name of a pipe leads nowhere.
+  if (error) folder = fs::absolute(of, error).lexically_normal();
   if (error) return true;
   while (true) {
     if (folder == target || fs::equivalent(folder, target, error)) return true;
     if (!folder.has_relative_path()) return false;
     folder = folder.parent_path();
   }
+}
+
+void reserve_standard_streams() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    // The lowest free number is taken, which is this one.
+    if (::fcntl(fd, F_GETFD) == -1 && ::open("/dev/null", O_RDWR) != fd) return;
+  }
+}
+
+namespace {
+
+bool wait_for_bytes(int fd) {
+  pollfd stream{fd, POLLIN, 0};
+  return ::poll(&stream, 1, -1) == 1;
+}
+
+}  // namespace
+
+bool is_same_file(const std::string& a, const std::string& b) {
+  std::error_code error;
+  return fs::equivalent(a, b, error) && !error;
 }
 
 std::optional<std::string> read_file(const std::string& name) {
@@ -94,6 +119,7 @@ std::optional<std::string> read_file(const std::string& name) {
   while (readable) {
     if (filled == text.size()) text.resize(2 * text.size());
     got = ::read(fd, text.data() + filled, text.size() - filled);
+    if (got < 0 && errno == EAGAIN && wait_for_bytes(fd)) continue;
     if (got <= 0) break;
     filled += static_cast<std::size_t>(got);
   }

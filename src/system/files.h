@@ -25,7 +25,14 @@ bool remove_file(const std::string& name);  // a file or a link; not a folder
 // True when the name leads to the folder `of`, to one of its ancestors, or to the root.
 bool is_same_or_ancestor(const std::string& name, const std::string& of);
 
-// The bytes of a file; nothing when it can't be read.
+// Opens a null device in place of each of the three standard streams that is closed; a file opened
+// later would take its number, and what is printed would end up there.
+void reserve_standard_streams();
+
+// True when both names lead to one existing file.
+bool is_same_file(const std::string& a, const std::string& b);
+
+// The bytes of a file; nothing when it can't be read. Waits for the writer of a pipe that has one.
 std::optional<std::string> read_file(const std::string& name);
 
 // Entries of the environment variable PATH, in order.

@@ -3,8 +3,10 @@
 
 #pragma once
 
+#include <charconv>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 namespace torve {
 
@@ -15,5 +17,20 @@ namespace torve {
 /// the value is too large for a double. A value too small for one becomes the nearest: zero or a
 /// denormal. Allocates nothing.
 std::optional<double> read_free_real(std::string_view token);
+
+/// The part of that which nearly all numbers need: a decimal with a letter e, if any, that fits a
+/// double, read from `begin` up to `end` at most. Returns the place behind its last character, or
+/// nullptr when there is something else, which may still be a number of the free format.
+inline const char* read_plain_real(const char* begin, const char* end, double& value) {
+  const auto is_mantissa = [end](const char* c) {
+    return c < end && ((*c >= '0' && *c <= '9') || *c == '.');
+  };
+  // Keeps out the words that std::from_chars would take for numbers.
+  if (!is_mantissa(begin) && !(begin < end && *begin == '-' && is_mantissa(begin + 1))) {
+    return nullptr;
+  }
+  const auto read = std::from_chars(begin, end, value);
+  return read.ec == std::errc() ? read.ptr : nullptr;
+}
 
 }  // namespace torve

@@ -10,10 +10,10 @@ namespace torve::test {
 
 namespace {
 
-// What differs between two runs of the same problem on the screen and on the listing. A line that
-// names the build's system would get a row such as
-//   {"TORVE version 1.0 for ", Masked::rest_of_line, "", "<system>"}
+// What differs between two runs of the same problem on the screen and on the listing: times, and
+// the release and system of the build.
 constexpr std::array masks = {
+    Mask{"Version ", Masked::rest_of_line, "", "<version>"},
     Mask{"(Approx. elapsed time ", Masked::number, " s)", "<t>"},
     Mask{"Total execution time ", Masked::number, " s", "<t>"},
     Mask{"    OLR time:        ", Masked::number, " s in ", "<t>"},

@@ -96,7 +96,8 @@ std::string SmallProblem::text() const {
   const std::vector<double> least = xmin.empty() ? bound(x, false) : xmin;
   const std::vector<double> most = xmax.empty() ? bound(x, true) : xmax;
   std::string text = fmt::format("ninputs {}\nnoutputs {}\nxmin{}\nxmax{}\n", least.size(),
-                                 z.at(0).size(), digits(least), digits(most));
+                                 z.at(0).size() + static_cast<std::size_t>(transforms),
+                                 digits(least), digits(most));
   text += fmt::format("usescratch 0\nndata {}\n{}\nbegin_data\n", x.size(), options);
   for (std::size_t i = 0; i < x.size(); ++i) text += digits(x[i]) + digits(z[i]) + "\n";
   return text + "end_data\n" + sections + "\n";

@@ -37,6 +37,7 @@ struct SmallProblem {
   std::vector<std::vector<double>> x;
   std::vector<std::vector<double>> z;
   std::vector<double> xmin, xmax;
+  int transforms = 0;    // further outputs that are formulas
   std::string options;   // lines before the data
   std::string sections;  // lines behind the data
 
