@@ -14,7 +14,7 @@ namespace {
 bool make_scratch(RunState& run) {
   const std::string& scratch = run.files.scratch;
   if (is_protected_folder(run, scratch)) return false;
-  if (folder_exists(scratch) && !remove_tree(scratch)) return false;
+  if ((folder_exists(scratch) || is_link(scratch)) && !remove_tree(scratch)) return false;
   if (!make_folder(scratch)) return false;
   run.files.scratchmade = true;
   return true;

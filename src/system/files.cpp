@@ -14,6 +14,16 @@ namespace torve {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// A trailing separator would make the name lead through a link to what it points at.
+std::string without_trailing_separators(std::string name) {
+  while (name.size() > 1 && name.back() == '/') name.pop_back();
+  return name;
+}
+
+}  // namespace
+
 bool file_exists(const std::string& name) {
   struct stat status {};
   return ::stat(name.c_str(), &status) == 0;
@@ -27,6 +37,11 @@ bool regular_file_exists(const std::string& name) {
 bool folder_exists(const std::string& name) {
   struct stat status {};
   return ::stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool is_link(const std::string& name) {
+  std::error_code error;
+  return fs::is_symlink(fs::symlink_status(without_trailing_separators(name), error));
 }
 
 bool program_exists(const std::string& name) {
@@ -49,16 +64,6 @@ bool enter_folder(const std::string& name) {
 bool make_folder(const std::string& name) {
   return ::mkdir(name.c_str(), 0777) == 0;
 }
-
-namespace {
-
-// A trailing separator would make the name lead through a link to what it points at.
-std::string without_trailing_separators(std::string name) {
-  while (name.size() > 1 && name.back() == '/') name.pop_back();
-  return name;
-}
-
-}  // namespace
 
 bool remove_tree(const std::string& name) {
   std::error_code error;

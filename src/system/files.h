@@ -12,6 +12,7 @@ namespace torve {
 bool file_exists(const std::string& name);  // any kind of file
 bool regular_file_exists(const std::string& name);
 bool folder_exists(const std::string& name);
+bool is_link(const std::string& name);         // a symbolic link, wherever it leads
 bool program_exists(const std::string& name);  // a regular file that may be executed
 
 std::optional<std::string> current_folder();
