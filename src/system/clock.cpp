@@ -6,7 +6,7 @@ namespace torve {
 
 namespace {
 
-constexpr double seconds_between_looks = 50e-6;
+constexpr double seconds_between_looks = 100e-6;
 
 double read(clockid_t id) {
   timespec now{};

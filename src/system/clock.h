@@ -5,8 +5,8 @@
 
 namespace torve {
 
-// CPU seconds of the process. A reading asks the kernel at most every 50 microseconds and in
-// between counts on by the processor's own counter, which costs a thirtieth: the least-squares
+// CPU seconds of the process. A reading asks the kernel at most every 100 microseconds and in
+// between counts on by the processor's own counter, which costs a twentieth: the least-squares
 // layer reads the clock twice for each subset. Readings never fall.
 class CpuClock {
  public:

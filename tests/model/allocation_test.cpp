@@ -32,6 +32,14 @@ void* operator new(std::size_t size) {
 void* operator new[](std::size_t size) {
   return allocate(size);
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  ++allocations;
+  return std::malloc(size > 0 ? size : 1);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  ++allocations;
+  return std::malloc(size > 0 ? size : 1);
+}
 void operator delete(void* block) noexcept {
   std::free(block);
 }
