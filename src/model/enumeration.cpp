@@ -98,7 +98,7 @@ bool trvenum1(RunState& run, int k, int size, ModelValue& best) {
   const bool grouped = run.groups.groupcon[at(k)];
   MetricRules rules = metric_rules(run);
   rules.log_n = std::log(static_cast<double>(run.sizes.ndata));
-  const HeldRows held(run, k);
+  const FitSeries series(run, k);
   bool failed_fit = false;
   first_subset(screened, size, choice);
   do {

@@ -55,14 +55,15 @@ int both(std::span<const bool> a, std::span<const bool> b, std::span<bool> use) 
 
 }  // namespace
 
-HeldRows::HeldRows(RunState& run, int k) : lsq_(run.lsq) {
+FitSeries::FitSeries(RunState& run, int k) : lsq_(run.lsq) {
   if (!request_row_arrays(run)) return;
-  lsq_.heldrows = mark_usable_rows(run, k);
-  lsq_.heldoutput = k;
+  lsq_.seriesrows = mark_usable_rows(run, k);
+  lsq_.seriesoutput = k;
+  run.timers.clock.seconds();
 }
 
 int mark_usable_rows(RunState& run, int k) {
-  run.lsq.heldoutput = -1;
+  run.lsq.seriesoutput = -1;
   const int ndata = run.sizes.ndata;
   return both(run.points.rows.first(at(ndata)), run.points.simulated.column(k, ndata),
               run.lsq.rowsuse.first(at(ndata)));

@@ -236,7 +236,8 @@ double sse_of_fit(const Call& call) {
 }  // namespace
 
 bool trvolr(RunState& run, ColumnMask chosen, int k, std::span<double> beta, double* sse) {
-  const double start = run.timers.clock.seconds();
+  const bool in_series = run.lsq.seriesoutput == k;
+  const double start = in_series ? run.timers.clock.last_reading() : run.timers.clock.seconds();
   ++run.counters.numOLRs;
   ++run.models.olrcalls[at(k)];
   const bool debug = debugging(run);

@@ -69,8 +69,8 @@ struct Models {
 // Work space of the least-squares layer, only grown.
 struct LeastSquares {
   Array<bool> rowsuse;         // ndatacap: rows of this fit
-  int heldoutput = -1;         // rowsuse stands for this output until it is let go; -1: for none
-  int heldrows = 0;            // how many rows those are
+  int seriesoutput = -1;       // a series of fits of this output is under way; -1: none is
+  int seriesrows = 0;          // rows in rowsuse while it is
   Array<double> yhat;          // ndatacap: a model's values on the data
   Array<double> lsqa;          // packed columns, m x n
   Array<double> lsqb;          // right-hand side and solution

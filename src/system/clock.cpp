@@ -17,19 +17,24 @@ double read(clockid_t id) {
 }  // namespace
 
 // The pace of the counter comes from all the time since the first look; until that is long enough
-// to tell, each reading is a look.
+// to tell, each reading is a look. Where the process was held up between the counter and the clock,
+// the two belong together only so far.
 void CpuClock::look(std::int64_t tick) {
   const double time = read(CLOCK_MONOTONIC);
+  const std::int64_t gap = counter() - tick;
   cpu_ = read(CLOCK_PROCESS_CPUTIME_ID);
   look_tick_ = tick;
   if (first_tick_ < 0) {
     first_tick_ = tick;
     first_time_ = time;
+    first_gap_ = gap;
   }
+  constexpr std::int64_t precision = 100;
   const double passed = time - first_time_;
-  const auto ticks = static_cast<double>(tick - first_tick_);
-  if (passed < seconds_between_looks || ticks <= 0.0) return;
-  seconds_per_tick_ = passed / ticks;
+  const std::int64_t ticks = tick - first_tick_;
+  if (passed < seconds_between_looks || ticks <= 0 || ticks < precision * (first_gap_ + gap))
+    return;
+  seconds_per_tick_ = passed / static_cast<double>(ticks);
   look_again_ = static_cast<std::int64_t>(seconds_between_looks / seconds_per_tick_);
 }
 

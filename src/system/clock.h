@@ -7,7 +7,7 @@ namespace torve {
 
 // CPU seconds of the process. A reading asks the kernel at most every 100 microseconds and in
 // between counts on by the processor's own counter, which costs a twentieth: the least-squares
-// layer reads the clock twice for each subset. Readings never fall.
+// layer reads the clock for each subset. Readings never fall.
 class CpuClock {
  public:
   double seconds() {
@@ -43,6 +43,7 @@ class CpuClock {
   std::int64_t look_again_ = -1;  // ticks after it; negative until the counter's pace is known
   std::int64_t first_tick_ = -1;  // the counter and the monotonic clock at the first look
   double first_time_ = 0.0;
+  std::int64_t first_gap_ = 0;  // ticks between the two
   double seconds_per_tick_ = 0.0;
   double last_ = 0.0;  // largest reading so far, without the waiting
   double waited_ = 0.0;
