@@ -144,6 +144,8 @@ constexpr std::array verbs = {
          [](RunSetup& s, const Words& w) { s.timeout_seconds = number_in<double>(w[0]); }},
     Verb{"expect-signal", 1, 1, nullptr,
          [](RunSetup& s, const Words& w) { s.ending_signal = signal_named(w[0]); }},
+    // A word of what an outside program or the shell says there.
+    Verb{"expect-error", 1, 1, nullptr, [](RunSetup& s, const Words& w) { s.errors = w[0]; }},
     Verb{"expect-absent", 1, 1, nullptr,
          [](RunSetup& s, const Words& w) { s.absent.push_back(w[0]); }},
     Verb{"expect-present", 1, 1, nullptr,

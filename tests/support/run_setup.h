@@ -40,6 +40,7 @@ struct RunSetup {
   int runs = 1;
   double timeout_seconds = 60;
   int ending_signal = 0;  // 0: the program must end with status 0
+  std::string errors;     // a part of what must stand on the standard error; empty: nothing may
   Words absent, present, same;
 };
 
