@@ -22,15 +22,17 @@ def faults_of_example(root, folder):
     if not (folder / "README.md").exists():
         yield f"{folder}: no README.md"
     present = {path.name: path.read_bytes() for path in folder.glob("*.trv")}
+    beside = {path.name: path.read_bytes() for path in folder.glob("*_simulator")}
     if not present:
         yield f"{folder}: no problem file"
     script = folder / "make_problem.py"
     if script.exists() and written_by(script) != present:
         yield f"{folder}: the problem files aren't what {script.name} writes"
     for name, text in present.items():
-        case = root / "tests" / "runs" / f"example_{name.removesuffix('.trv')}" / "problem.trv"
-        if not case.exists() or case.read_bytes() != text:
-            yield f"{case}: not the file {name} of {folder.name}"
+        case = root / "tests" / "runs" / f"example_{name.removesuffix('.trv')}"
+        for copy, expected in {"problem.trv": text, **beside}.items():
+            if not (case / copy).exists() or (case / copy).read_bytes() != expected:
+                yield f"{case / copy}: not the file of {folder.name}"
 
 
 def faults_of_readme(root):

@@ -11,9 +11,9 @@ namespace torve {
 // a seed of 0 gives 0 for ever.
 double randomnumber(std::int32_t& state, std::int32_t seed, bool reset = false);
 
-// Fills rows first to last (from 0) of the data with points of the box and has them evaluated; the
-// last row obtained comes back in last. method: 1, 2 random, 3 Faure, any other: the points stand
-// in their rows already. Until the simulator exchange is built it ends the run with code 36.
+// Fills rows first to last (from 0) of the data with points of the box and has them evaluated;
+// last comes back as the last row that was obtained. method: 1, 2 random, 3 Faure, any other: the
+// points stand in their rows already. evaluate: their rows of xij are filled as well.
 void samplepoints(RunState& run, int method, int first, int& last, bool evaluate);
 
 }  // namespace torve

@@ -134,7 +134,8 @@ bool allocate_input_vectors(RunState& run) {
                       run.points.xdata.request(memory, sizes.ndata, n) &&
                       run.points.zdata.request(memory, sizes.ndata, sizes.noutputs) &&
                       run.points.xbank.request(memory, sizes.nbank, n) &&
-                      run.points.zbank.request(memory, sizes.nbank, sizes.noutputs);
+                      run.points.zbank.request(memory, sizes.nbank, sizes.noutputs) &&
+                      run.points.bankused.request(memory, sizes.nbank);
   return enough || fail(run, Code::out_of_memory, 265);
 }
 

@@ -111,6 +111,21 @@ bool prepare_outputs(RunState& run) {
   return true;
 }
 
+namespace {
+
+// In double quotes a path stays one word, and with a backslash before them the four characters that
+// mean something there stand for themselves.
+std::string quoted_for_shell(const std::string& path) {
+  std::string text = "\"";
+  for (const char c : path) {
+    if (std::string_view("\"\\$`").find(c) != std::string_view::npos) text += '\\';
+    text += c;
+  }
+  return text + "\"";
+}
+
+}  // namespace
+
 bool find_simulator(RunState& run) {
   std::string& simulator = run.options.simulator;
   if (simulator.empty()) return true;
@@ -119,8 +134,7 @@ bool find_simulator(RunState& run) {
   if (found.empty()) return fail(run, Code::simulator_not_found, 87);
   const std::size_t blank = simulator.find(' ');
   const std::string arguments = blank == std::string::npos ? "" : simulator.substr(blank);
-  // In quotes a path with blanks stays one word.
-  simulator = "\"" + found + "\"" + arguments;
+  simulator = quoted_for_shell(found) + arguments;
   return true;
 }
 

@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "basis/catalogue.h"
-#include "data/sampling.h"
 #include "data/scaling.h"
-#include "report/predict.h"
+#include "model/predict.h"
 #include "report/printer.h"
+#include "report/test_sampling.h"
 
 namespace torve {
 
@@ -63,18 +63,6 @@ SetQuality no_quality(double preset) {
 }
 
 // --- sets of points -----------------------------------------------------------------------------
-
-bool has_sampled_tests(const RunState& run) {
-  return run.sizes.ntestsets > 0 && run.sizes.ntestsamplesum > 0;
-}
-
-// Test points that no file gave are drawn and evaluated like initial ones.
-void sample_tests(RunState& run) {
-  if (!has_sampled_tests(run)) return;
-  trvprint(run, "Sampling test data ");
-  int last = run.sizes.ndata;
-  samplepoints(run, run.options.initializer, run.sizes.ndata, last, false);
-}
 
 EvaluatedSet make_set(std::string name, int number, int first, int rows, const Table<double>& x,
                       const Table<double>& z) {

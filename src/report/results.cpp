@@ -9,7 +9,7 @@
 #include "data/sampling.h"
 #include "data/scaling.h"
 #include "model/metrics.h"
-#include "report/predict.h"
+#include "model/predict.h"
 #include "report/printer.h"
 #include "text/number_edits.h"
 #include "text/strings.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,18 +26,18 @@ inline constexpr int iu_emsout = 91;
 
 // Names and open files of a run. A blank name means that nothing was given.
 struct Files {
-  std::string fname;                // problem file
-  std::string outfname;             // listing
-  std::string scratchin;            // scratch folder as given or derived
-  std::string scratch = "trvscr";   // scratch folder in use
-  std::string execdir;              // current folder at the start
-  std::string grpsfile;             // group echo in the scratch folder
-  std::string mirakpath = "mirak";  // solver program
-  std::string mirakfile;            // base name of the solver's work files
-  bool scratchmade = false;         // this run made the scratch folder
-  bool simulatorran = false;        // simin and simout are this run's
-  bool holding = false;             // lines for the screen wait for print_to_screen
-  std::vector<std::string> held;    // those lines
+  std::string fname;                    // problem file
+  std::string outfname;                 // listing
+  std::string scratchin;                // scratch folder as given or derived
+  std::string scratch = "trvscr";       // scratch folder in use
+  std::string execdir;                  // current folder at the start
+  std::string grpsfile;                 // group echo in the scratch folder
+  std::string mirakpath = "mirak";      // solver program
+  std::string mirakfile;                // base name of the solver's work files
+  bool scratchmade = false;             // this run made the scratch folder
+  std::set<std::string> exchangefiles;  // of a simulator, outside the scratch folder
+  bool holding = false;                 // lines for the screen wait for print_to_screen
+  std::vector<std::string> held;        // those lines
   TextFile listing;
   TextFile tracefile;
 };

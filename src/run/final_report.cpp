@@ -138,10 +138,8 @@ void remove_scratch(RunState& run) {
   if (run.files.scratchmade && !is_protected_folder(run, run.files.scratch)) {
     remove_tree(run.files.scratch);
   }
-  // Files of those names that no simulator of this run wrote are the user's.
-  if (!run.files.simulatorran) return;
-  remove_file(options.simin);
-  remove_file(options.simout);
+  // Files of the simulator's names that this run had no part in are the user's.
+  for (const std::string& name : run.files.exchangefiles) remove_file(name);
 }
 
 }  // namespace

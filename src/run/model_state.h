@@ -15,6 +15,8 @@ inline constexpr double smallest_coefficient = 1e-10;  // smaller ones don't cou
 // The bounding set of an output with constraints: points at which they are imposed.
 struct CRELEM {
   int crndata = 0;
+  int capacity = 0;       // points that the tables have room for
+  bool started = false;   // the initial set is there
   Table<double> crxij;    // capacity x nbas
   Table<double> crxdata;  // capacity x ninputs
   Array<int> type;        // bit 1 lower bound, bit 2 upper bound, bit 4 custom constraints

@@ -40,8 +40,10 @@ struct Counters {
   int numOLRs = 0;
   int numCLRs = 0;
   int n_mip = 0;
+  int imodel = 0;  // number of the last copy of a solver's files
   int n_lasso = 0;
-  int n_sim = 0;
+  int n_sim = 0;         // points that the simulator evaluated
+  int snobfitcalls = 0;  // requests for points
   int OLRoneCalls = 0;
   int OLRoneFails = 0;
   int OLRdgelCalls = 0;

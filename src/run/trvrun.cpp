@@ -7,6 +7,7 @@
 #include <new>
 
 #include "adaptive/adaptive_sampling.h"
+#include "data/point_tables.h"
 #include "data/sampling.h"
 #include "data/scaling.h"
 #include "input/problem_reader.h"
@@ -151,28 +152,6 @@ bool check_purpose(RunState& run) {
 
 // --- arrays -------------------------------------------------------------------------------------
 
-// Grows the point arrays to the capacity; new slots hold no value of any output yet.
-bool grow_points(RunState& run) {
-  const int capacity = run.sizes.ndatacap;
-  const int ndata = run.sizes.ndata;
-  Points& points = run.points;
-  MemoryAccount& memory = run.memory;
-  const bool enough =
-      points.xdata.grow_rows(memory, capacity) && points.zdata.grow_rows(memory, capacity) &&
-      points.simulated.grow_rows(memory, capacity) && points.zerror.grow_rows(memory, capacity) &&
-      run.basis.xij.grow_rows(memory, capacity) && points.newrow.grow(memory, capacity) &&
-      points.rows.grow(memory, capacity);
-  if (!enough) return fail(run, Code::out_of_memory, 53);
-  for (int k = 0; k < run.sizes.noutputs; ++k) {
-    for (int i = ndata; i < capacity; ++i) {
-      points.zdata(i, k) = run.options.preset;
-      points.simulated(i, k) = true;
-    }
-  }
-  points.rows.fill(true);
-  return true;
-}
-
 bool size_arrays(RunState& run) {
   Sizes& sizes = run.sizes;
   const bool extra = sizes.npredata > 0 && sizes.initialpoints >= 1;
@@ -264,6 +243,13 @@ bool make_room(RunState& run) {
   return grow_points(run) && request_model_work(run);
 }
 
+// Outputs that are ignored have no model that could converge.
+int wanted_outputs(const RunState& run) {
+  const std::span<const bool> ignore =
+      run.outputs.ignore.first(static_cast<std::size_t>(run.sizes.noutputs));
+  return static_cast<int>(std::count(ignore.begin(), ignore.end(), false));
+}
+
 // True when the models are to be built anew.
 bool sample_adaptively(RunState& run) {
   trvprint(run, " ");
@@ -276,8 +262,8 @@ bool sample_adaptively(RunState& run) {
   if (failed(run)) return false;
   const bool no_more_points = bank_is_used_up(run) && run.options.simulator.empty();
   if (no_more_points) run.options.maxiter = run.status.iteration;
-  if (run.status.nconverged == run.sizes.noutputs) return false;
-  if (run.options.maxtime - elapsed(run) <= 0.0) return fail(run, Code::time_used_up, 89);
+  if (run.status.nconverged == wanted_outputs(run)) return false;
+  if (timeup(run)) return false;
   trvprint(run, " ");
   // A budget that isn't positive is never met and doesn't end the loop.
   if (run.status.iteration != run.options.maxiter) return true;

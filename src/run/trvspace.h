@@ -3,6 +3,7 @@
 #include <bitset>
 
 #include "run/basis_state.h"
+#include "run/faure_state.h"
 #include "run/files.h"
 #include "run/model_state.h"
 #include "run/options.h"
@@ -37,6 +38,7 @@ struct RunState {
   Status status;
   Files files;
   int randstate = 0;  // state of the random numbers, 0 before the first draw
+  FaureState faure;
 };
 
 // The one run state of the process.

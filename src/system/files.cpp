@@ -75,6 +75,11 @@ bool remove_file(const std::string& name) {
   return ::unlink(name.c_str()) == 0;
 }
 
+bool copy_file(const std::string& from, const std::string& to) {
+  std::error_code error;
+  return fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) && !error;
+}
+
 bool is_same_or_ancestor(const std::string& name, const std::string& of) {
   std::error_code error;
   const fs::path target = fs::weakly_canonical(name, error);

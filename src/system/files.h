@@ -23,6 +23,9 @@ bool make_folder(const std::string& name);  // false when it exists
 bool remove_tree(const std::string& name);
 bool remove_file(const std::string& name);  // a file or a link; not a folder
 
+// Copies a regular file, over what the target's name holds.
+bool copy_file(const std::string& from, const std::string& to);
+
 // True when the name leads to the folder `of`, to one of its ancestors, or to the root.
 bool is_same_or_ancestor(const std::string& name, const std::string& of);
 

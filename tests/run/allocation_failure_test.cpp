@@ -209,13 +209,12 @@ TEST_P(AllocationFailure, of_the_heap_ends_with_code_51) {
   RecordProperty("requests", static_cast<int>(k - 1));
 }
 
-INSTANTIATE_TEST_SUITE_P(Problems, AllocationFailure,
-                         testing::Values(Problem{"plain", "trace.trc"},
-                                         Problem{"groups", "groups.trc"},
-                                         Problem{"lasso", "trace.trc"},
-                                         Problem{"radial", "trace.trc"},
-                                         Problem{"debug", "trace.trc"}),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Problems, AllocationFailure,
+    testing::Values(Problem{"plain", "trace.trc"}, Problem{"groups", "groups.trc"},
+                    Problem{"lasso", "trace.trc"}, Problem{"radial", "trace.trc"},
+                    Problem{"debug", "trace.trc"}, Problem{"bank", "trace.trc"}),
+    [](const auto& row) { return row.param.name; });
 
 }  // namespace
 }  // namespace torve::test

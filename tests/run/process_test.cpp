@@ -332,7 +332,7 @@ TEST_P(UnderValgrind, runs_clean) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Problems, UnderValgrind,
-                         testing::Values("plain", "groups", "lasso", "radial", "debug"),
+                         testing::Values("plain", "groups", "lasso", "radial", "debug", "bank"),
                          [](const auto& row) { return row.param; });
 
 }  // namespace

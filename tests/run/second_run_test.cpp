@@ -21,7 +21,8 @@ struct Problem {
 
 const std::vector<Problem> problems = {{"plain", "trace.trc"}, {"groups", "groups.trc"},
                                        {"lasso", "trace.trc"}, {"radial", "trace.trc"},
-                                       {"debug", "trace.trc"}, {"broken", "trace.trc"}};
+                                       {"debug", "trace.trc"}, {"bank", "trace.trc"},
+                                       {"broken", "trace.trc"}};
 
 // Screen, listing and trace of a run on the run state of the process, but for times.
 struct Outputs {

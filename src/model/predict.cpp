@@ -1,4 +1,4 @@
-#include "report/predict.h"
+#include "model/predict.h"
 
 #include <cmath>
 
