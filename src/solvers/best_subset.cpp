@@ -1,10 +1,27 @@
 #include "solvers/best_subset.h"
 
+#include "basis/model_text.h"
+#include "solvers/gms_route.h"
+#include "solvers/mir_route.h"
+
 namespace torve {
 
-void trvsolvemip(RunState& run, int, int, double, double, int& miperr) {
-  miperr = 3;
-  fail(run, Code::best_subset_failed, 221);
+namespace {
+
+// The solver's own language writes powers with ^ alone.
+void write_powers_with_carets(RunState& run) {
+  for (std::string& text : run.outputs.customcon) text = replaceterm(text, "**", "^");
+}
+
+}  // namespace
+
+void trvsolvemip(RunState& run, int it, int k, double betabound, double bestmetric, int& miperr) {
+  if (run.options.mipmir) {
+    write_powers_with_carets(run);
+    trvsolvemipmir(run, it, k, betabound, bestmetric, miperr);
+  } else {
+    trvsolvemipgms(run, it, k, betabound, bestmetric, miperr);
+  }
 }
 
 }  // namespace torve

@@ -7,8 +7,8 @@
 namespace torve {
 
 // Least squares by an outside global solver, the last link of the chain: the coefficients of the
-// chosen columns over the rows of run.lsq.rowsuse, and the solver's own sum of squares. Until the
-// routes to the solvers are built they end the run with code 67.
+// chosen columns over the rows of run.lsq.rowsuse, and the solver's own sum of squares. The run
+// ends with code 67 where there is no answer.
 void trvolrmir(RunState& run, ColumnMask chosen, int k, std::span<double> beta, double& sse);
 void trvolrgms(RunState& run, ColumnMask chosen, int k, std::span<double> beta, double& sse);
 

@@ -1,7 +1,6 @@
 #include "sampling_state.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <filesystem>
 #include <fstream>
@@ -63,16 +62,6 @@ void SamplingState::set_bank(const std::vector<double>& x, const std::vector<dou
 void SamplingState::use_scratch() {
   run().options.usescratch = true;
   fs::create_directory(run().files.scratch);
-}
-
-std::size_t open_descriptors() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
-
-bool has_children() {
-  return ::waitpid(-1, nullptr, WNOHANG) != -1;
 }
 
 }  // namespace torve::test

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "in_process.h"
+#include "leftovers.h"
 #include "small_problem.h"
 
 namespace torve::test {
@@ -27,9 +28,5 @@ class SamplingState {
   WorkingFolder folder_;
   SmallRun run_;
 };
-
-// Open file descriptors of this process, and whether it has children.
-std::size_t open_descriptors();
-bool has_children();
 
 }  // namespace torve::test

@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "support/leftovers.h"
 #include "system/interrupts.h"
 
 namespace torve {
@@ -19,17 +20,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using test::has_children;
+using test::open_descriptors;
+
 constexpr double long_enough = 30.0;
-
-std::size_t open_descriptors() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
-
-bool has_children() {
-  return ::waitpid(-1, nullptr, WNOHANG) != -1;
-}
 
 bool is_alive(long pid) {
   return ::kill(static_cast<pid_t>(pid), 0) == 0;
