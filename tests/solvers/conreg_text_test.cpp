@@ -7,6 +7,8 @@
 
 #include "solvers/conreg_search.h"
 #include "solvers/custom_constraint.h"
+#include "support/gms_language.h"
+#include "support/mir_language.h"
 
 namespace torve {
 namespace {
@@ -98,6 +100,40 @@ TEST(ConregMir, puts_the_model_into_a_custom_constraint) {
   search.terms = {{0, 2.5, "temp", false}};
   EXPECT_EQ(line_with(conreg_mir(search), "trv_defz:"),
             "trv_defz: - trv_z  + (( + (2.5)* (temp))^2-p) == 0;");
+}
+
+// trv_z is the model, or the constraint with the model for its output.
+TEST(ConregMir, states_the_model) {
+  for (const SearchKind kind :
+       {SearchKind::below_zmin, SearchKind::above_zmax, SearchKind::custom}) {
+    ViolationSearch search = search_of(kind);
+    search.terms[0].text = "temp";
+    search.terms[1].text = "temp^2";
+    const test::MirFile file = test::read_mir(conreg_mir(search));
+    EXPECT_TRUE(test::name_complaints(file).empty());
+    EXPECT_EQ(file.variables(), (std::vector<std::string>{"trv_z", "temp", "p"}));
+    EXPECT_EQ(file.maximize, kind != SearchKind::below_zmin);
+    EXPECT_EQ(file.lower.count("trv_z"), kind != SearchKind::below_zmin ? 1U : 0U);
+    EXPECT_EQ(file.upper.count("trv_z"), kind == SearchKind::below_zmin ? 1U : 0U);
+    const double model = 2.5 * 3.0 - 1e-7 * 9.0;
+    const double z = kind == SearchKind::custom ? model * model - 7.0 : model;
+    const test::MirValues values{{"temp", 3.0}, {"p", 7.0}, {"trv_z", z}};
+    EXPECT_NEAR(test::evaluate(file.statement("trv_defz")->left, values), 0.0, 1e-12);
+  }
+}
+
+// The part up to the solution; what collects several solutions is compared word by word.
+TEST(ConregGms, is_a_program) {
+  for (const SearchKind kind :
+       {SearchKind::below_zmin, SearchKind::above_zmax, SearchKind::custom}) {
+    ViolationSearch search = search_of(kind);
+    search.nlpsolver = "other";
+    const test::GmsProgram program = test::read_gms(conreg_gms(search));
+    EXPECT_EQ(program.objective, "trv_z");
+    EXPECT_EQ(program.model, "trv_conreg");
+    EXPECT_EQ(program.minimizes, kind == SearchKind::below_zmin);
+    EXPECT_EQ(program.equations.size(), 2U);
+  }
 }
 
 TEST(ConregGms, looks_for_points_below) {

@@ -125,6 +125,20 @@ INSTANTIATE_TEST_SUITE_P(
                               [](double, double z) { return -z; }}),
     RowName());
 
+// A line that rises with x, as a condition on output and input.
+TEST(Constrained, keeps_a_custom_constraint) {
+  for (const std::string scales : {"", "scalebases 0\n"}) {
+    const SolverOnPath solver;
+    SmallProblem problem = dipping("crncustom 1\n" + scales);
+    problem.sections += "begin_customcon\n1 0.1*x1-0.2-z1\nend_customcon\n";
+    SmallRun run(problem.text());
+    ASSERT_TRUE(run.ended_normally()) << run.screen();
+    EXPECT_NE(run.screen().find(guaranteed), std::string::npos) << run.screen();
+    const double worst = extreme(0, 3, [&](double x) { return 0.1 * x - 0.2 - value(run, x); });
+    EXPECT_LE(worst, tolerance) << run.screen();
+  }
+}
+
 TEST(Constrained, is_approximated_without_the_search) {
   const SolverOnPath solver;
   SmallRun run(dipping("zmin 0\ncrrobust 0\ncrmaxiter 30\n").text());

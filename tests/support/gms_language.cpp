@@ -331,7 +331,9 @@ class Parser {
     if (take_word("set")) return parse_set();
     if (take_word("alias")) return parse_alias();
     if (take_word("parameters")) return parse_list(GmsKind::parameter, "free");
-    if (take_word("variables")) return parse_list(GmsKind::variable, "free");
+    if (take_word("variables") || take_word("variable")) {
+      return parse_list(GmsKind::variable, "free");
+    }
     if (is_word("binary") || is_word("positive")) {
       const std::string type = take().text;
       if (!take_word("variable")) expect_word("variables");
