@@ -41,8 +41,10 @@ bool widen_test_points(RunState& run, Array<int>& starts) {
   const long long total = static_cast<long long>(sizes.ntestdatasum) + sizes.ntestsamplesum;
   Table<double> x;
   Table<double> z;
-  const bool enough = points.ntestdata.grow(memory, sections) && starts.request(memory, sections) &&
-                      x.request(memory, total, sizes.ninputs) &&
+  // Counts that were given ahead of the number of sections are fewer.
+  const bool enough = points.ntestdata.grow(memory, sections) &&
+                      points.ntestsample.grow(memory, sections) &&
+                      starts.request(memory, sections) && x.request(memory, total, sizes.ninputs) &&
                       z.request(memory, total, sizes.noutputs);
   if (!enough) return fail(run, Code::out_of_memory, 53);
   int from = 0;

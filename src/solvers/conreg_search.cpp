@@ -112,8 +112,8 @@ Points trvsolveconregmir(RunState& run, SearchKind kind, int k, int custom) {
   if (failed(run)) return {};
   const std::array copies{Copy{"res.lst", "res", 18}, Copy{"sum.lst", "sum", 19},
                           Copy{"tim.lst", "tim", 20}};
-  if (result.status != 0) return end_search(run, failure);
   if (!keep_copies(run, copies)) return {};
+  if (result.status != 0) return end_search(run, failure);
   const auto tim = read_file("tim.lst");
   const auto status = tim ? read_mir_status(*tim) : std::nullopt;
   if (!status) return end_search(run, failure);
@@ -149,13 +149,14 @@ Points trvsolveconreggms(RunState& run, SearchKind kind, int k, int custom) {
   const std::array model{Copy{"conreg.gms", "gms", 25}};
   if (!keep_copies(run, model)) return {};
   ++run.counters.n_mip;
-  const CommandResult result = run_solver(run, gams_command(run.options), run.timers.t_mip2);
+  run_solver(run, gams_command(run.options), run.timers.t_mip2);
   if (failed(run)) return {};
-  const bool answered = file_exists(answer_file);
-  if (!answered) return end_search(run, failure);
-  const std::array copies{Copy{"conreg.lst", "lst", 26, result.status != 0},
-                          Copy{"conreg.log", "log", 27, true}, Copy{answer_file, "put", 30}};
-  if (!keep_copies(run, copies)) return {};
+  const std::array listings{Copy{"conreg.lst", "lst", 26}, Copy{"conreg.log", "log", 27, true}};
+  if (!keep_copies(run, listings)) return {};
+  // GAMS's exit status tells of warnings too: what counts is whether there is an answer.
+  if (!file_exists(answer_file)) return end_search(run, failure);
+  const std::array answer_copy{Copy{answer_file, "put", 30}};
+  if (!keep_copies(run, answer_copy)) return {};
   const auto text = read_file(answer_file);
   const auto answer = text ? read_conreg_gms(*text, run.sizes.ninputs) : std::nullopt;
   if (!answer) return end_search(run, failure);
