@@ -149,8 +149,10 @@ std::string conreg_gms(const ViolationSearch& search) {
   return text.take();
 }
 
+// Infeasible in one way or another. A search that just ended without a solution (14) proves
+// nothing.
 bool says_there_is_none(int modelstat) {
-  constexpr std::array none{4, 10, 14, 19};
+  constexpr std::array none{4, 10, 19};
   return std::ranges::find(none, modelstat) != none.end();
 }
 

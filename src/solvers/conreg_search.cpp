@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <new>
 
 #include "model/debug_lines.h"
 #include "run/workspace.h"
@@ -165,6 +166,8 @@ Points trvsolveconreggms(RunState& run, SearchKind kind, int k, int custom) {
     if (debugging(run)) debug_line(run, "    No bounding points added");
     return {};
   }
+  // The bound can only be promised where GAMS has shown that no point breaks it.
+  if (answer->points.empty()) return end_search(run, failure);
   return answer->points;
 }
 
@@ -173,8 +176,14 @@ Points trvsolveconreggms(RunState& run, SearchKind kind, int k, int custom) {
 std::vector<std::vector<double>> trvsolveconreg(RunState& run, SearchKind runflag, int k,
                                                 int custom) {
   if (timeup(run)) return {};
-  return run.options.crmir ? trvsolveconregmir(run, runflag, k, custom)
-                           : trvsolveconreggms(run, runflag, k, custom);
+  const bool mir = run.options.crmir;
+  try {
+    return mir ? trvsolveconregmir(run, runflag, k, custom)
+               : trvsolveconreggms(run, runflag, k, custom);
+  } catch (const std::bad_alloc&) {
+    fail(run, Code::out_of_memory, mir ? 24 : 32);
+    return {};
+  }
 }
 
 }  // namespace torve
