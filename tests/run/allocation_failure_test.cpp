@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "../support/in_process.h"
 #include "run/trvrun.h"
@@ -62,6 +64,13 @@ struct Failure {
   std::int64_t heap_request = 0;
 };
 
+// A problem file, and the outside program that it needs.
+struct Start {
+  std::string problem;
+  std::string solver;  // command; empty where none is needed
+  bool usegams = false;
+};
+
 struct Outcome {
   Code code = Code::normal;
   int location = 0;
@@ -72,15 +81,17 @@ struct Outcome {
   std::string screen;
 };
 
-Outcome run_once(const std::string& problem, const Failure& failure) {
+Outcome run_once(const Start& start, const Failure& failure) {
   for (const auto& entry : fs::directory_iterator(".")) {
-    if (entry.path().filename() != problem) fs::remove_all(entry.path());
+    if (entry.path().filename() != start.problem) fs::remove_all(entry.path());
   }
   Outcome outcome;
   outcome.screen = screen_of([&] {
     const std::int64_t live = heap.live;
     auto run = std::make_unique<RunState>();
-    set_command_line(*run, problem);
+    set_command_line(*run, start.problem);
+    if (!start.solver.empty()) run->files.mirakpath = run->options.gams = start.solver;
+    run->options.usegams = start.usegams;
     run->memory.fail_at = failure.array_request;
     heap.requests = 0;
     heap.fail_at = failure.heap_request;
@@ -145,35 +156,83 @@ void expect_nothing_left(const Outcome& outcome, const fs::path& folder,
 
 // ---- All runs ----------------------------------------------------------------------------------
 
+// Answers everything that may be asked: the choice of the first of three columns, and a point that
+// breaks no bound.
+constexpr const char* solver_script = R"(#!/bin/sh
+cat > res.lst << end
+The best solution found
+objective
+name, lower bound, value
+trv_y_1 0 1
+trv_y_2 0 0
+trv_y_3 0 0
+trv_yg_1 0 1
+trv_yg_2 0 0
+trv_beta_1 0 5.5
+trv_beta_2 0 0
+trv_beta_3 0 0
+end
+echo all 1 2 3 4 0.5 0.5 0 1 0 > tim.lst
+printf '  1\n0\n1 5.5\n0 0\n0 0\n' > res.put
+printf '  2\n4 0\n' > crres.put
+)";
+
 struct Problem {
   std::string name;
   std::string trace;
+  std::string file = name;
+  bool solver = false;
+  bool usegams = false;
+  std::vector<int> array_places = {};  // locations that must be among those of the failures
+  std::vector<int> heap_places = {};
 };
 
 class AllocationFailure : public testing::TestWithParam<Problem> {
  protected:
-  AllocationFailure() { fetch_problem(file()); }
-  std::string file() const { return GetParam().name + ".trv"; }
+  AllocationFailure() {
+    fetch_problem(start_.problem);
+    if (!GetParam().solver) return;
+    const fs::path solver = programs_.path() / "solver";
+    write_file(solver, solver_script);
+    fs::permissions(solver, fs::perms::owner_all);
+    start_.solver = solver.string();
+  }
+  Outcome run(const Failure& failure) {
+    Outcome outcome = run_once(start_, failure);
+    if (outcome.code == Code::out_of_memory) places_.insert(outcome.location);
+    return outcome;
+  }
+  void expect_nothing_left_of(const Outcome& outcome) {
+    expect_nothing_left(outcome, folder_.path(), GetParam().file + ".scr");
+  }
   void expect_clean_end(const Outcome& outcome) {
     expect_whole_report(outcome.screen);
-    expect_whole_files(GetParam().name + ".lst", GetParam().trace);
-    expect_nothing_left(outcome, folder_.path(), GetParam().name + ".scr");
+    expect_whole_files(GetParam().file + ".lst", GetParam().trace);
+    expect_nothing_left_of(outcome);
   }
-  const fs::path& folder() const { return folder_.path(); }
+  void expect_places(const std::vector<int>& places) const {
+    for (const int place : places) {
+      EXPECT_TRUE(places_.contains(place)) << "no failure at location " << place;
+    }
+  }
 
  private:
+  TemporaryFolder programs_;
   WorkingFolder folder_;
+  Start start_{GetParam().file + ".trv", "", GetParam().usegams};
+  std::set<int> places_;
 };
 
 TEST_P(AllocationFailure, of_an_array_ends_with_code_51) {
   std::int64_t k = 1;
   for (; !HasFailure(); ++k) {
     SCOPED_TRACE("array request " + std::to_string(k));
-    const Outcome outcome = run_once(file(), {.array_request = k});
+    const Outcome outcome = run({.array_request = k});
     if (outcome.array_requests < k) break;
     EXPECT_EQ(outcome.code, Code::out_of_memory) << "at location " << outcome.location;
     expect_clean_end(outcome);
   }
+  expect_places(GetParam().array_places);
   RecordProperty("requests", static_cast<int>(k - 1));
 }
 
@@ -193,19 +252,20 @@ TEST_P(AllocationFailure, of_the_heap_ends_with_code_51) {
   std::int64_t k = 1;
   for (; !HasFailure(); k += stride) {
     SCOPED_TRACE("heap request " + std::to_string(k));
-    const Outcome outcome = run_once(file(), {.heap_request = k});
+    const Outcome outcome = run({.heap_request = k});
     if (outcome.heap_requests < k) break;
     if (is_formula_table(outcome)) continue;
     // What fails once the message is out is tried again.
     const bool after_message = outcome.code == Code::normal;
     if (after_message) {
       EXPECT_TRUE(outcome.screen.ends_with("\nNormal termination\n"));
-      expect_nothing_left(outcome, folder(), GetParam().name + ".scr");
+      expect_nothing_left_of(outcome);
       continue;
     }
     EXPECT_EQ(outcome.code, Code::out_of_memory) << "at location " << outcome.location;
     expect_clean_end(outcome);
   }
+  expect_places(GetParam().heap_places);
   RecordProperty("requests", static_cast<int>(k - 1));
 }
 
@@ -213,7 +273,13 @@ INSTANTIATE_TEST_SUITE_P(
     Problems, AllocationFailure,
     testing::Values(Problem{"plain", "trace.trc"}, Problem{"groups", "groups.trc"},
                     Problem{"lasso", "trace.trc"}, Problem{"radial", "trace.trc"},
-                    Problem{"debug", "trace.trc"}, Problem{"bank", "trace.trc"}),
+                    Problem{"debug", "trace.trc"}, Problem{"bank", "trace.trc"},
+                    // The tables and the text of a best-subset problem.
+                    Problem{"subset", "", "subset", true, false, {}, {40}},
+                    Problem{"subset_by_gams", "", "subset", true, true, {}, {40}},
+                    // The bounding set; a search and the points that it finds.
+                    Problem{"search", "", "search", true, false, {65}, {24}},
+                    Problem{"search_by_gams", "", "search", true, true, {65}, {32}}),
     [](const auto& row) { return row.param.name; });
 
 }  // namespace

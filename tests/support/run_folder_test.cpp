@@ -52,6 +52,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "    Simulation time: <t> s to simulate 4 points\n"},
         MaskRow{"other", "    All other time:  -0.1E-07 s in 1 iterations\n",
                 "    All other time:  <t> s in 1 iterations\n"},
+        MaskRow{"left_for_mirak", " maxtime: 999.98765 ;\n", " maxtime: <t> ;\n"},
+        MaskRow{"left_for_gams", "option reslim =1e-3 ;\n", "option reslim =<t> ;\n"},
+        MaskRow{"other_limits", "epsa: 0.5 ;\noption optca = 0.5 ;\n",
+                "epsa: 0.5 ;\noption optca = 0.5 ;\n"},
         MaskRow{"last_line_without_end", "Total execution time 1 s", "Total execution time <t> s"},
         MaskRow{"several_lines", "a 1 s\nTotal execution time 1 s\n\nb\n",
                 "a 1 s\nTotal execution time <t> s\n\nb\n"},
@@ -367,6 +371,13 @@ TEST_F(RunOfCase, compares_other_files_by_name) {
   EXPECT_EQ(faults("write=grps.txt:<folder>|", "", ""), "");
   EXPECT_NE(faults("write=grps.txt:other|", "", ""), "");
   EXPECT_EQ(faults("", "", "no arguments\n"), "expected.grps.txt: the run wrote no such file\n");
+}
+
+// As a solver keeps what was written for it.
+TEST_F(RunOfCase, masks_times_in_other_files) {
+  put("expected.surrogate.mir", " maxtime: <t> ;\n");
+  EXPECT_EQ(faults("write=surrogate.mir: maxtime: 12.5 ;|", "", ""), "");
+  EXPECT_NE(faults("write=surrogate.mir: maxtime: none ;|", "", ""), "");
 }
 
 TEST_F(RunOfCase, runs_in_a_subfolder) {

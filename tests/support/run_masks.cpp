@@ -10,8 +10,8 @@ namespace torve::test {
 
 namespace {
 
-// What differs between two runs of the same problem on the screen and on the listing: times, and
-// the release and system of the build.
+// What differs between two runs of the same problem on the screen, on the listing and in what is
+// written for a solver: times, and the release and system of the build.
 constexpr std::array masks = {
     Mask{"Version ", Masked::rest_of_line, "", "<version>"},
     Mask{"(Approx. elapsed time ", Masked::number, " s)", "<t>"},
@@ -23,6 +23,8 @@ constexpr std::array masks = {
     Mask{"    Sampling time:   ", Masked::number, " s to ", "<t>"},
     Mask{"    Simulation time: ", Masked::number, " s to ", "<t>"},
     Mask{"    All other time:  ", Masked::number, " s in ", "<t>"},
+    Mask{"maxtime: ", Masked::number, " ;", "<t>"},
+    Mask{"option reslim =", Masked::number, " ;", "<t>"},
 };
 
 constexpr std::string_view trace_separator = ", ";
