@@ -44,6 +44,8 @@ bool check_data_given(ProblemReader& reader) {
     return stop(reader, Code::data_missing, 179);
   }
   if (xdata && !zdata) return stop(reader, Code::zdata_missing, 444);
+  // Files with outputs alone have always been read; a caller who forgot the inputs is told.
+  if (zdata && !xdata && run.status.cmdcount < 0) return stop(reader, Code::xdata_missing, 443);
   if (seen(run, "npredata") && !seen(run, "begin_xpredata")) {
     return stop(reader, Code::xpredata_missing, 180);
   }

@@ -28,9 +28,6 @@ bool stop_on_fault(ProblemReader& reader);
 // A failed allocation.
 bool stop_without_memory(ProblemReader& reader);
 
-// The run's number of inputs or outputs, for a list of the row.
-int list_length(const RunState& run, const OptionRow& row);
-
 // Reads the problem file into the run state. Ends with a code in the run's status.
 void trvread(RunState& run);
 // The same from the bytes of a problem file.

@@ -44,13 +44,7 @@ std::string upper(std::string text) {
 }
 
 void name_keyword(ProblemReader& reader, const std::string& word) {
-  reader.keyword = fold_lower(word);
-  for (const RenameRow& row : rename_table) {
-    if (reader.keyword == row.word) {
-      reader.keyword = row.meaning;
-      break;
-    }
-  }
+  reader.keyword = meaning_of(fold_lower(word));
   reader.typed = upper(reader.keyword);
 }
 

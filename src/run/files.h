@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <set>
 #include <string>
 #include <vector>
@@ -36,8 +37,11 @@ struct Files {
   std::string mirakfile;                // base name of the solver's work files
   bool scratchmade = false;             // this run made the scratch folder
   std::set<std::string> exchangefiles;  // of a simulator, outside the scratch folder
-  bool holding = false;                 // lines for the screen wait for print_to_screen
-  std::vector<std::string> held;        // those lines
+  // The numbers of the roles, in the order of the list above; kept for callers and no more.
+  std::array<int, 12> units{iu_trc, iu_m,   iu_in,  iu_out,  iu_grps,  iu_gms,
+                            iu_mir, iu_res, iu_sin, iu_sout, iu_emsin, iu_emsout};
+  bool holding = false;           // lines for the screen wait for print_to_screen
+  std::vector<std::string> held;  // those lines
   TextFile listing;
   TextFile tracefile;
 };

@@ -304,6 +304,14 @@ inline constexpr auto rename_table = std::to_array<RenameRow>({
     {"nvalsections", "ntestsections"},
 });
 
+// The word that stands for a lower-case word, or the word itself.
+constexpr std::string_view meaning_of(std::string_view word) {
+  for (const RenameRow& row : rename_table) {
+    if (row.word == word) return row.meaning;
+  }
+  return word;
+}
+
 // A keyword as found in the tables.
 struct OptionName {
   const OptionRow* row = nullptr;

@@ -31,7 +31,8 @@ struct Outputs {
   Array<double> tolrelmetric;
   Array<double> tolmaxerror;
   Array<double> tolabsmetric;
-  Array<int> maxterms;  // -1 for no limit
+  Array<int> maxterms;   // -1 for no limit
+  int maxtermsall = -1;  // the limit of all outputs, given before their number
   Array<double> zmin;
   Array<double> zmax;
   Array<bool> haszmin;  // the lower bound is in force

@@ -101,7 +101,12 @@ bool read_problem(RunState& run) {
   // optional.
   const bool calls_only =
       run.status.cmdcount < 0 && run.files.fname == "trvapi" && !file_exists(run.files.fname);
-  if (!calls_only) trvread(run);
+  if (calls_only) {
+    // Nothing is read, but what was set is tested and finished like a file.
+    read_problem_text(run, "");
+  } else {
+    trvread(run);
+  }
   release_screen(run);
   return !failed(run);
 }
