@@ -1,44 +1,43 @@
 #include "gms_language.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
-#include <array>
+#include <charconv>
 #include <cstdlib>
-#include <optional>
-#include <set>
-#include <stdexcept>
+#include <utility>
 
-#include "gms_tokens.h"
+#include "gms_expressions.h"
 
 namespace torve::test {
 
 namespace {
 
-using Kind = GmsExpression::Kind;
+// A label of a set: letters, and the number at its end by which a range counts.
+struct Label {
+  std::string stem;
+  int number = -1;
+};
 
-// Attributes that a statement may set or read, by the kind of symbol.
-bool has_suffix(GmsKind kind, const std::string& suffix) {
-  static const std::map<GmsKind, std::set<std::string>> known = {
-      {GmsKind::variable, {"l", "lo", "up"}},
-      {GmsKind::model, {"cutoff", "optfile", "modelstat"}},
-      {GmsKind::file, {"pc"}},
-  };
-  const auto row = known.find(kind);
-  return row != known.end() && row->second.contains(suffix);
+Label label_of(const std::string& text) {
+  const std::size_t digits = text.find_last_not_of("0123456789") + 1;
+  Label label{text.substr(0, digits), -1};
+  std::from_chars(text.data() + digits, text.data() + text.size(), label.number);
+  return label;
 }
 
-const std::map<std::string, std::size_t>& functions() {
-  static const std::map<std::string, std::size_t> table = {
-      {"abs", 1}, {"log", 1}, {"exp", 1}, {"sin", 1}, {"cos", 1}, {"sqrt", 1}, {"power", 2}};
-  return table;
-}
-
-class Parser {
- public:
-  explicit Parser(std::string_view text) : source_(split_gms(text)) {
-    program_.option_files = source_.option_files;
+// What a command may name between percent signs.
+bool has_known_variables(const std::string& command) {
+  constexpr std::string_view scratch_folder = "%gams.scrdir%";
+  std::string rest = command;
+  for (std::size_t at = rest.find(scratch_folder); at != std::string::npos;
+       at = rest.find(scratch_folder)) {
+    rest.erase(at, scratch_folder.size());
   }
+  return rest.find('%') == std::string::npos;
+}
+
+class Parser : GmsExpressionReader {
+ public:
+  explicit Parser(std::string_view text) : GmsExpressionReader(text) {}
 
   GmsProgram parse() {
     while (peek().kind != GmsToken::Kind::end) parse_statement();
@@ -52,304 +51,40 @@ class Parser {
   }
 
  private:
-  // --- tokens ---
-
-  [[noreturn]] void refuse(const std::string& what) const {
-    throw std::runtime_error(fmt::format("line {}: {}, at '{}'", peek().line, what, peek().text));
-  }
-  const GmsToken& peek(std::size_t ahead = 0) const {
-    return source_.tokens[std::min(next_ + ahead, source_.tokens.size() - 1)];
-  }
-  GmsToken take() {
-    GmsToken token = peek();
-    if (next_ + 1 < source_.tokens.size()) ++next_;
-    return token;
-  }
-  bool is_sign(std::string_view sign, std::size_t ahead = 0) const {
-    return peek(ahead).kind == GmsToken::Kind::sign && peek(ahead).text == sign;
-  }
-  bool is_word(std::string_view word) const {
-    return peek().kind == GmsToken::Kind::name && peek().text == word;
-  }
-  bool take_sign(std::string_view sign) {
-    if (!is_sign(sign)) return false;
-    take();
-    return true;
-  }
-  bool take_word(std::string_view word) {
-    if (!is_word(word)) return false;
-    take();
-    return true;
-  }
-  void expect(std::string_view sign) {
-    if (!take_sign(sign)) refuse(fmt::format("'{}' is missing", sign));
-  }
-  void expect_word(std::string_view word) {
-    if (!take_word(word)) refuse(fmt::format("'{}' is missing", word));
-  }
-  std::string take_name() {
-    if (peek().kind != GmsToken::Kind::name) refuse("a name is missing");
-    return take().text;
-  }
-  double take_number() {
-    const bool negative = take_sign("-");
-    if (peek().kind != GmsToken::Kind::number) refuse("a number is missing");
-    const double value = std::strtod(take().text.c_str(), nullptr);
-    return negative ? -value : value;
-  }
-
-  // --- symbols ---
-
-  GmsSymbol& find(const std::string& name) {
-    const auto found = program_.symbols.find(name);
-    if (found == program_.symbols.end()) refuse(name + " isn't declared");
-    return found->second;
-  }
-  GmsSymbol& declare(const std::string& name, GmsKind kind) {
-    static const std::set<std::string> reserved = {"sum", "set",  "alias",  "model", "solve",
-                                                   "put", "loop", "option", "ord",   "and",
-                                                   "or",  "eq",   "abs",    "power"};
-    if (reserved.contains(name)) refuse(name + " is a word of the language");
-    const auto [symbol, is_new] = program_.symbols.try_emplace(name);
-    if (!is_new) refuse(name + " is declared twice");
-    symbol->second.kind = kind;
-    symbol->second.type = "free";
-    return symbol->second;
-  }
-  GmsSymbol& find_set(const std::string& name) {
-    GmsSymbol& symbol = find(name);
-    if (symbol.kind == GmsKind::alias) return find(symbol.same_as);
-    if (symbol.kind != GmsKind::set) refuse(name + " isn't a set");
-    return symbol;
-  }
-  const std::string& base_name(const std::string& name) {
-    const GmsSymbol& symbol = find(name);
-    return symbol.kind == GmsKind::alias ? symbol.same_as : name;
-  }
-  // Whether every element of one set is one of the other.
-  bool is_within(const std::string& name, const std::string& domain) {
-    std::string set = base_name(name);
-    if (domain == "*") return true;
-    while (set != base_name(domain)) {
-      const GmsSymbol& symbol = find(set);
-      if (symbol.domain.empty() || symbol.domain[0] == "*") return false;
-      set = base_name(symbol.domain[0]);
-    }
-    return true;
-  }
-
-  // (i,j) behind a declared name.
-  void parse_domain(GmsSymbol& symbol) {
-    if (!take_sign("(")) return;
-    symbol.has_domain = true;
-    do {
-      const std::string name = take_name();
-      find_set(name).is_used = true;
-      find(name).is_used = true;
-      symbol.domain.push_back(name);
-    } while (take_sign(","));
-    expect(")");
-  }
-
-  // The indices of a reference. `controls`: they bind their sets for what follows.
-  std::vector<GmsIndex> parse_indices(const GmsSymbol& symbol, bool controls) {
-    std::vector<GmsIndex> indices;
-    if (take_sign("(")) {
-      do {
-        indices.push_back(parse_index(symbol, indices.size(), controls));
-      } while (take_sign(","));
-      expect(")");
-    }
-    const bool takes_any = symbol.kind == GmsKind::equation && !symbol.has_domain;
-    if (!takes_any && indices.size() != symbol.domain.size()) refuse("wrong number of indices");
-    return indices;
-  }
-  GmsIndex parse_index(const GmsSymbol& symbol, std::size_t place, bool controls) {
-    const bool is_element = peek().kind == GmsToken::Kind::element;
-    const GmsIndex index{is_element ? take().text : take_name(), is_element};
-    const std::string domain = place < symbol.domain.size() ? symbol.domain[place] : "*";
-    if (is_element) {
-      if (domain == "*") refuse("an element of no set");
-      const auto& elements = find_set(domain).elements;
-      if (std::ranges::find(elements, index.name) == elements.end()) {
-        refuse(fmt::format("{} has no element {}", domain, index.name));
-      }
-      return index;
-    }
-    find_set(index.name).is_used = true;
-    find(index.name).is_used = true;
-    if (!is_within(index.name, domain)) refuse(index.name + " is of another set");
-    if (controls) {
-      controlled_.push_back(index.name);
-    } else if (std::ranges::find(controlled_, index.name) == controlled_.end()) {
-      refuse(index.name + " isn't controlled");
-    }
-    return index;
-  }
-
-  // --- expressions, loosest binding first ---
-
-  GmsExpression operation(std::string name, GmsExpression left, GmsExpression right) {
-    GmsExpression made;
-    made.kind = Kind::operation;
-    made.name = std::move(name);
-    made.arguments.push_back(std::move(left));
-    made.arguments.push_back(std::move(right));
-    return made;
-  }
-  GmsExpression parse_expression() {
-    GmsExpression left = parse_conjunction();
-    while (take_word("or")) left = operation("or", std::move(left), parse_conjunction());
-    return left;
-  }
-  GmsExpression parse_conjunction() {
-    GmsExpression left = parse_comparison();
-    while (take_word("and")) left = operation("and", std::move(left), parse_comparison());
-    return left;
-  }
-  GmsExpression parse_comparison() {
-    GmsExpression left = parse_sum_of_terms();
-    for (const std::string sign : {"<=", ">=", "<", ">"}) {
-      if (take_sign(sign)) return operation(sign, std::move(left), parse_sum_of_terms());
-    }
-    if (take_word("eq")) return operation("eq", std::move(left), parse_sum_of_terms());
-    return left;
-  }
-  GmsExpression parse_sum_of_terms() {
-    GmsExpression left;
-    if (take_sign("-")) {
-      left.kind = Kind::negation;
-      left.arguments.push_back(parse_product());
-    } else {
-      take_sign("+");
-      left = parse_product();
-    }
-    while (is_sign("+") || is_sign("-")) {
-      const std::string sign = take().text;
-      left = operation(sign, std::move(left), parse_product());
-    }
-    return left;
-  }
-  GmsExpression parse_product() {
-    GmsExpression left = parse_power();
-    while (is_sign("*") || is_sign("/")) {
-      const std::string sign = take().text;
-      left = operation(sign, std::move(left), parse_power());
-    }
-    return left;
-  }
-  GmsExpression parse_power() {
-    GmsExpression left = parse_primary();
-    if (take_sign("**")) left = operation("**", std::move(left), parse_primary());
-    return left;
-  }
-  GmsExpression parse_primary() {
-    GmsExpression made;
-    if (peek().kind == GmsToken::Kind::number) {
-      made.number = take_number();
-      return made;
-    }
-    if (take_sign("(")) {
-      made = parse_expression();
-      expect(")");
-      return made;
-    }
-    const std::string name = take_name();
-    if (name == "sum") return parse_sum();
-    if (name == "ord") return parse_ord();
-    if (const auto function = functions().find(name); function != functions().end()) {
-      return parse_call(name, function->second);
-    }
-    made = parse_reference(name, false);
-    GmsSymbol& symbol = find(name);
-    symbol.is_used = true;
-    if (symbol.kind == GmsKind::equation || symbol.kind == GmsKind::alias) {
-      refuse(name + " has no value");
-    }
-    return made;
-  }
-  GmsExpression parse_reference(const std::string& name, bool controls) {
-    GmsExpression made;
-    made.kind = Kind::reference;
-    made.name = name;
-    const GmsSymbol& symbol = find(name);
-    if (take_sign(".")) {
-      made.suffix = take_name();
-      if (!has_suffix(symbol.kind, made.suffix)) refuse("no attribute " + made.suffix);
-    }
-    if (symbol.kind == GmsKind::model || symbol.kind == GmsKind::file) return made;
-    made.indices = parse_indices(symbol, controls);
-    return made;
-  }
-  GmsExpression parse_call(const std::string& name, std::size_t arguments) {
-    GmsExpression made;
-    made.kind = Kind::call;
-    made.name = name;
-    expect("(");
-    do {
-      made.arguments.push_back(parse_expression());
-    } while (take_sign(","));
-    expect(")");
-    if (made.arguments.size() != arguments) refuse("wrong number of arguments of " + name);
-    return made;
-  }
-  GmsExpression parse_ord() {
-    GmsExpression made;
-    made.kind = Kind::call;
-    made.name = "ord";
-    expect("(");
-    made.indices.push_back(parse_index(GmsSymbol{}, 0, false));
-    expect(")");
-    return made;
-  }
-  GmsExpression parse_sum() {
-    GmsExpression made;
-    made.kind = Kind::sum;
-    made.name = "sum";
-    const std::size_t outside = controlled_.size();
-    expect("(");
-    made.indices.push_back(parse_index(GmsSymbol{}, 0, true));
-    std::vector<GmsExpression> condition;
-    if (take_sign("$")) condition.push_back(parse_condition());
-    expect(",");
-    made.arguments.push_back(parse_expression());
-    for (GmsExpression& expression : condition) made.arguments.push_back(std::move(expression));
-    expect(")");
-    controlled_.resize(outside);
-    return made;
-  }
-  // Behind a dollar sign stands a bracket or one reference.
-  GmsExpression parse_condition() {
-    if (!is_sign("(") && peek().kind != GmsToken::Kind::name) refuse("a condition is missing");
-    return parse_primary();
-  }
-
-  // --- statements ---
+  using Kind = GmsStatement::Kind;
+  using Body = std::vector<GmsStatement>;
 
   void parse_statement() {
     controlled_.clear();
-    if (take_word("set")) return parse_set();
-    if (take_word("alias")) return parse_alias();
-    if (take_word("parameters")) return parse_list(GmsKind::parameter, "free");
+    if (parse_declaration()) return;
+    if (take_word("solve")) return parse_solve();
+    if (!program_.model.empty()) return parse_executed(program_.afterwards);
+    if (take_word("option")) return parse_option();
+    parse_assignment_or_equation();
+  }
+
+  // --- declarations ---
+
+  bool parse_declaration() {
+    if (take_word("set")) return parse_set(), true;
+    if (take_word("alias")) return parse_alias(), true;
+    if (take_word("parameters") || take_word("parameter")) {
+      return parse_list(GmsKind::parameter, "free"), true;
+    }
     if (take_word("variables") || take_word("variable")) {
-      return parse_list(GmsKind::variable, "free");
+      return parse_list(GmsKind::variable, "free"), true;
     }
     if (is_word("binary") || is_word("positive")) {
       const std::string type = take().text;
       if (!take_word("variable")) expect_word("variables");
-      return parse_list(GmsKind::variable, type);
+      return parse_list(GmsKind::variable, type), true;
     }
     if (take_word("equations") || take_word("equation")) {
-      return parse_list(GmsKind::equation, "");
+      return parse_list(GmsKind::equation, ""), true;
     }
-    if (take_word("model")) return parse_model();
-    if (take_word("option")) return parse_option();
-    if (take_word("solve")) return parse_solve();
-    if (take_word("file")) return parse_file();
-    if (take_word("put")) return parse_put({});
-    if (take_word("loop")) return parse_loop();
-    if (take_word("putclose")) return parse_putclose();
-    parse_assignment_or_equation();
+    if (take_word("model")) return parse_model(), true;
+    if (take_word("file")) return parse_file(), true;
+    return false;
   }
   void parse_set() {
     GmsSymbol& symbol = declare(take_name(), GmsKind::set);
@@ -362,14 +97,23 @@ class Parser {
     expect("/");
     expect(";");
   }
-  // 3 or 1*5. A range may count downward.
+  Label take_label() {
+    if (peek().kind != GmsToken::Kind::number && peek().kind != GmsToken::Kind::name) {
+      refuse("a label is missing");
+    }
+    const Label label = label_of(peek().text);
+    if (label.number < 0) refuse("a label without a number at its end");
+    take();
+    return label;
+  }
+  // 3 or 1*5 or case1*case5. A range may count downward.
   void parse_elements(GmsSymbol& symbol) {
-    const int first = static_cast<int>(take_number());
-    int last = first;
-    if (take_sign("*")) last = static_cast<int>(take_number());
-    const int step = first <= last ? 1 : -1;
-    for (int element = first; element != last + step; element += step) {
-      const std::string name = std::to_string(element);
+    const Label first = take_label();
+    const Label last = take_sign("*") ? take_label() : first;
+    if (first.stem != last.stem) refuse("a range of labels that differ in more than a number");
+    const int step = first.number <= last.number ? 1 : -1;
+    for (int number = first.number; number != last.number + step; number += step) {
+      const std::string name = first.stem + std::to_string(number);
       if (std::ranges::find(symbol.elements, name) != symbol.elements.end()) {
         refuse("an element twice");
       }
@@ -404,6 +148,17 @@ class Parser {
     expect("/");
     expect(";");
   }
+  void parse_file() {
+    declare(take_name(), GmsKind::file);
+    if (is_word("put")) {
+      program_.oddities.insert("file_without_semicolon");
+    } else {
+      expect(";");
+    }
+  }
+
+  // --- the model ---
+
   void parse_option() {
     const std::string name = take_name();
     expect("=");
@@ -430,59 +185,23 @@ class Parser {
     program_.solved_by = take_name();
     expect(";");
   }
-  void parse_file() {
-    declare(take_name(), GmsKind::file);
-    expect(";");
-  }
-  void parse_put(const std::vector<GmsIndex>& loop) {
-    GmsPut put;
-    put.loop = loop;
-    do {
-      if (peek().kind == GmsToken::Kind::name && find(peek().text).kind == GmsKind::file &&
-          !is_sign(".", 1)) {
-        program_.put_file = take_name();
-        find(program_.put_file).is_used = true;
-        continue;
-      }
-      parse_put_item(put);
-      while (take_sign("/")) put.items.push_back({true, {}, -1, -1});
-    } while (take_sign(","));
-    expect(";");
-    if (!put.items.empty()) program_.puts.push_back(std::move(put));
-  }
-  void parse_put_item(GmsPut& put) {
-    if (program_.put_file.empty()) refuse("no file to put into");
-    GmsPutItem item;
-    item.value = parse_primary();
-    if (take_sign(":")) item.width = static_cast<int>(take_number());
-    if (take_sign(":")) item.decimals = static_cast<int>(take_number());
-    put.items.push_back(std::move(item));
-  }
-  void parse_loop() {
-    expect("(");
-    const std::vector<GmsIndex> loop = {parse_index(GmsSymbol{}, 0, true)};
-    expect(",");
-    while (!is_sign(")")) {
-      expect_word("put");
-      parse_put(loop);
-    }
-    expect(")");
-    expect(";");
-  }
-  void parse_putclose() {
-    if (take_name() != program_.put_file) refuse("another file is open");
-    expect(";");
-  }
   void parse_assignment_or_equation() {
+    if (peek().kind == GmsToken::Kind::name && find(peek().text).kind == GmsKind::equation) {
+      return parse_equation(parse_reference(take_name(), true));
+    }
+    program_.assignments.push_back(parse_assignment());
+  }
+  GmsAssignment parse_assignment() {
     const std::string name = take_name();
     const GmsKind kind = find(name).kind;
     GmsExpression target = parse_reference(name, true);
-    if (kind == GmsKind::equation) return parse_equation(std::move(target));
     if (kind == GmsKind::set || kind == GmsKind::alias) refuse("a set has no value");
+    if (kind == GmsKind::equation) refuse("an equation has no value");
     if (kind == GmsKind::variable && target.suffix.empty()) refuse("a variable has no value");
     expect("=");
-    program_.assignments.push_back({std::move(target), parse_expression()});
+    GmsExpression value = parse_expression();
     expect(";");
+    return {std::move(target), std::move(value)};
   }
   void parse_equation(GmsExpression target) {
     GmsSymbol& symbol = find(target.name);
@@ -505,10 +224,133 @@ class Parser {
     refuse("a relation is missing");
   }
 
-  GmsSource source_;
-  std::size_t next_ = 0;
-  std::vector<std::string> controlled_;
-  GmsProgram program_;
+  // --- what is executed once the model is solved ---
+
+  void parse_executed(Body& body) {
+    const std::size_t outside = controlled_.size();
+    if (take_word("put")) {
+      parse_put(body);
+    } else if (take_word("putclose")) {
+      parse_putclose();
+    } else if (take_word("loop")) {
+      parse_loop(body);
+    } else if (take_word("if")) {
+      parse_branch(body);
+    } else if (take_word("execute")) {
+      parse_execute(body);
+    } else if (take_word("execute_load")) {
+      parse_load(body);
+    } else if (take_word("display")) {
+      parse_display();
+    } else if (take_word("option")) {
+      parse_option();
+    } else {
+      GmsStatement& statement = add(body, Kind::assignment);
+      statement.assignment = parse_assignment();
+      expect_numbers(statement.assignment.value);
+    }
+    controlled_.resize(outside);
+  }
+  static GmsStatement& add(Body& body, Kind kind) {
+    body.emplace_back().kind = kind;
+    return body.back();
+  }
+  // A variable by itself has no value here, only an attribute of it.
+  void expect_numbers(const GmsExpression& expression) {
+    if (expression.kind == GmsExpression::Kind::reference && expression.suffix.empty() &&
+        find(expression.name).kind == GmsKind::variable) {
+      refuse(expression.name + " has no attribute");
+    }
+    for (const GmsExpression& argument : expression.arguments) expect_numbers(argument);
+  }
+  void parse_put(Body& body) {
+    GmsStatement put;
+    do {
+      if (peek().kind == GmsToken::Kind::name && find(peek().text).kind == GmsKind::file &&
+          !is_sign(".", 1)) {
+        program_.put_file = take_name();
+        find(program_.put_file).is_used = true;
+        continue;
+      }
+      parse_put_item(put);
+      while (take_sign("/")) put.items.push_back({true, {}, -1, -1});
+    } while (take_sign(","));
+    expect(";");
+    if (!put.items.empty()) body.push_back(std::move(put));
+  }
+  void parse_put_item(GmsStatement& put) {
+    if (program_.put_file.empty()) refuse("no file to put into");
+    GmsPutItem item;
+    item.value = parse_primary();
+    expect_numbers(item.value);
+    if (take_sign(":")) item.width = static_cast<int>(take_number());
+    if (take_sign(":")) item.decimals = static_cast<int>(take_number());
+    put.items.push_back(std::move(item));
+  }
+  void parse_putclose() {
+    if (take_name() != program_.put_file) refuse("another file is open");
+    expect(";");
+  }
+  void parse_loop(Body& body) {
+    GmsStatement& loop = add(body, Kind::loop);
+    expect("(");
+    loop.sets = {parse_controlling_index()};
+    parse_body(loop);
+  }
+  void parse_branch(Body& body) {
+    GmsStatement& branch = add(body, Kind::branch);
+    expect("(");
+    branch.condition = parse_expression();
+    expect_numbers(branch.condition);
+    parse_body(branch);
+  }
+  // , statements ); where none of them declares anything.
+  void parse_body(GmsStatement& outer) {
+    expect(",");
+    while (!is_sign(")")) {
+      if (peek().kind == GmsToken::Kind::end) refuse("')' is missing");
+      parse_executed(outer.body);
+    }
+    expect(")");
+    expect(";");
+  }
+  void parse_execute(Body& body) {
+    GmsStatement& statement = add(body, Kind::execute);
+    statement.text = take_quoted();
+    if (!has_known_variables(statement.text)) refuse("an unknown variable in a command");
+    expect(";");
+  }
+  void parse_load(Body& body) {
+    GmsStatement& load = add(body, Kind::load);
+    load.text = take_quoted();
+    while (take_sign(",")) {
+      GmsLoad pair;
+      pair.variable = take_variable();
+      expect("=");
+      pair.symbol = take_variable();
+      // The merged file has the name of a solution ahead of the indices.
+      if (find(pair.variable).domain.size() != find(pair.symbol).domain.size() + 1) {
+        refuse(pair.variable + " has other indices than the file");
+      }
+      load.loads.push_back(std::move(pair));
+    }
+    if (load.loads.empty()) refuse("nothing is loaded");
+    expect(";");
+  }
+  std::string take_variable() {
+    std::string name = take_name();
+    if (find(name).kind != GmsKind::variable) refuse(name + " is no variable");
+    return name;
+  }
+  // All elements are shown, so no index stands here.
+  void parse_display() {
+    do {
+      take_variable();
+      expect(".");
+      expect_word("l");
+    } while (take_sign(","));
+    expect(";");
+  }
 };
 
 }  // namespace

@@ -3,12 +3,25 @@
 // a slip of the writer can't hide in an expected text.
 #pragma once
 
+#include <array>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace torve::test {
+
+// What the reader lets pass although the language asks for something else, each by name.
+struct GmsOddity {
+  std::string_view name;
+  std::string_view meaning;
+};
+inline constexpr std::array gms_oddities = {
+    GmsOddity{"file_without_semicolon",
+              "file crres has no semicolon; put on the next line is a word of the language, which "
+              "ends the statement"},
+};
 
 // An index of a symbol: the name of a set, or an element in quotes.
 struct GmsIndex {
@@ -60,21 +73,37 @@ struct GmsPutItem {
   int decimals = -1;
 };
 
-struct GmsPut {
-  std::vector<GmsIndex> loop;  // sets that the statement is repeated over
-  std::vector<GmsPutItem> items;
+// variable = symbol of a gdx file, which has one index more than in the model: the file that it was
+// merged from.
+struct GmsLoad {
+  std::string variable;
+  std::string symbol;
+};
+
+// What is done once the model is solved.
+struct GmsStatement {
+  enum class Kind { assignment, put, loop, branch, execute, load };
+  Kind kind = Kind::put;
+  GmsAssignment assignment;
+  std::vector<GmsPutItem> items;  // of a put
+  std::vector<GmsIndex> sets;     // of a loop
+  GmsExpression condition;        // of a branch
+  std::string text;               // a command, or the file that is loaded
+  std::vector<GmsLoad> loads;
+  std::vector<GmsStatement> body;  // of a loop or branch
 };
 
 struct GmsProgram {
   std::map<std::string, GmsSymbol> symbols;
-  std::vector<GmsAssignment> assignments;  // in order
+  std::vector<GmsAssignment> assignments;  // in order, those ahead of the solve statement
   std::vector<GmsEquation> equations;
   std::map<std::string, std::string> options;
   std::map<std::string, std::vector<std::string>> option_files;
   std::string model, objective, solved_by;
   bool minimizes = false;
   std::string put_file;  // its internal name
-  std::vector<GmsPut> puts;
+  std::vector<GmsStatement> afterwards;
+  std::set<std::string> oddities;  // names of those met
 
   const GmsSymbol& symbol(const std::string& name) const;
   // The set behind an alias.

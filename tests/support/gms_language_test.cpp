@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "gms_execution.h"
 #include "gms_model_values.h"
 #include "gms_solver.h"
 #include "rows.h"
@@ -103,7 +104,7 @@ TEST(GmsLanguage, is_solved_and_put) {
   EXPECT_NEAR(solution.levels.at("beta(1)"), 2.0, 1e-12);
   EXPECT_NEAR(solution.levels.at("beta(2)"), 1.0, 1e-12);
   EXPECT_NEAR(solution.levels.at("total"), 0.02, 1e-12);
-  const std::string text = put_text(program, model, {{"total", 1.0}, {"y(1)", 1.0}}, 1);
+  const std::string text = put_text(program, model, {1, {{"total", 1.0}, {"y(1)", 1.0}}, {}});
   EXPECT_EQ(text, "  1\n1\n1 0\n0 0\n");
 }
 

@@ -1,18 +1,17 @@
 #include "gms_model_values.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <stdexcept>
+
+#include "gms_numbers.h"
 
 namespace torve::test {
 
 namespace {
 
 using Kind = GmsExpression::Kind;
-using Elements = std::map<std::string, std::string>;  // of the sets that are controlled
+using Elements = GmsElements;
 
 [[noreturn]] void refuse(const std::string& what) {
   throw std::runtime_error(what);
@@ -46,37 +45,15 @@ class Evaluator {
       if (symbol.kind == GmsKind::variable) declare_variables(name, symbol);
     }
     for (const GmsAssignment& assignment : program.assignments) assign(assignment);
-    for (const GmsEquation& equation : program.equations) make_rows(equation);
+  }
+
+  void make_all_rows() {
+    for (const GmsEquation& equation : program_.equations) make_rows(equation);
   }
 
   GmsModelValues take() { return std::move(model_); }
 
-  // Calls back for each combination of elements of the indices.
-  void for_each(const std::vector<GmsIndex>& indices, Elements& elements,
-                const std::function<void()>& work, std::size_t from = 0) const {
-    if (from == indices.size()) return work();
-    const GmsIndex& index = indices[from];
-    if (index.is_element || elements.contains(index.name)) {
-      return for_each(indices, elements, work, from + 1);
-    }
-    for (const std::string& element : program_.set(index.name).elements) {
-      elements[index.name] = element;
-      for_each(indices, elements, work, from + 1);
-    }
-    elements.erase(index.name);
-  }
-
-  std::string full_name(const GmsExpression& reference, const Elements& elements) const {
-    std::string name = reference.name;
-    for (std::size_t i = 0; i < reference.indices.size(); ++i) {
-      const GmsIndex& index = reference.indices[i];
-      name += i == 0 ? '(' : ',';
-      name += index.is_element ? index.name : elements.at(index.name);
-    }
-    if (!reference.indices.empty()) name += ')';
-    return name;
-  }
-
+ private:
   GmsForm evaluate(const GmsExpression& expression, Elements& elements) const {
     switch (expression.kind) {
       case Kind::number:
@@ -101,7 +78,11 @@ class Evaluator {
     return form.linear.constant;
   }
 
- private:
+  void for_each(const std::vector<GmsIndex>& indices, Elements& elements,
+                const std::function<void()>& work) const {
+    for_each_element(program_, indices, elements, work);
+  }
+
   void declare_variables(const std::string& name, const GmsSymbol& symbol) {
     GmsVariable variable{symbol.type};
     if (symbol.type == "binary") variable = {symbol.type, 0.0, 1.0};
@@ -161,11 +142,7 @@ class Evaluator {
 
   GmsForm refer(const GmsExpression& reference, const Elements& elements) const {
     const GmsSymbol& symbol = program_.symbol(reference.name);
-    if (symbol.kind == GmsKind::set) {
-      const std::string element = elements.at(reference.indices[0].name);
-      const bool is_in = std::ranges::find(symbol.elements, element) != symbol.elements.end();
-      return number(is_in ? 1.0 : 0.0);
-    }
+    if (symbol.kind == GmsKind::set) return number(membership(program_, reference, elements));
     const std::string name = full_name(reference, elements);
     if (symbol.kind == GmsKind::parameter) return number(model_.parameter(name));
     if (symbol.kind != GmsKind::variable) refuse(name + " has no value");
@@ -183,34 +160,20 @@ class Evaluator {
       add(left, name == "+" ? right : scaled(right, -1.0));
       return left;
     }
+    if (left.is_number() && right.is_number()) {
+      return number(apply_gms_operation(name, left.linear.constant, right.linear.constant));
+    }
     if (name == "*" && left.is_number()) return scaled(right, left.linear.constant);
     if (!right.is_number()) refuse("a product of variables");
     const double b = right.linear.constant;
     if (name == "*") return scaled(left, b);
-    if (name == "/") {
-      if (b == 0.0) refuse("division by zero");
-      // Not by the reciprocal: the quotient of two numbers is to be exact.
-      return left.is_number() ? number(left.linear.constant / b) : scaled(left, 1.0 / b);
-    }
-    if (!left.is_number()) refuse("a comparison of variables");
-    const double a = left.linear.constant;
-    if (name == "**") return number(std::pow(a, b));
-    const bool holds = name == "<"     ? a < b
-                       : name == ">"   ? a > b
-                       : name == "<="  ? a <= b
-                       : name == ">="  ? a >= b
-                       : name == "eq"  ? a == b
-                       : name == "and" ? a != 0.0 && b != 0.0
-                                       : a != 0.0 || b != 0.0;
-    return number(holds ? 1.0 : 0.0);
+    if (name != "/") refuse("a comparison of variables");
+    if (b == 0.0) refuse("division by zero");
+    return scaled(left, 1.0 / b);
   }
 
   GmsForm call(const GmsExpression& expression, Elements& elements) const {
-    if (expression.name == "ord") {
-      const auto& all = program_.set(expression.indices[0].name).elements;
-      const std::string& element = elements.at(expression.indices[0].name);
-      return number(static_cast<double>(std::ranges::find(all, element) - all.begin() + 1));
-    }
+    if (expression.name == "ord") return number(place_of_element(program_, expression, elements));
     const GmsForm argument = evaluate(expression.arguments[0], elements);
     if (expression.name == "power") {
       if (value(expression.arguments[1], elements) != 2.0) refuse("no square");
@@ -220,13 +183,7 @@ class Evaluator {
       return form;
     }
     if (!argument.is_number()) refuse("a function of variables");
-    const double x = argument.linear.constant;
-    if (expression.name == "abs") return number(std::abs(x));
-    if (expression.name == "log") return number(std::log(x));
-    if (expression.name == "exp") return number(std::exp(x));
-    if (expression.name == "sin") return number(std::sin(x));
-    if (expression.name == "cos") return number(std::cos(x));
-    return number(std::sqrt(x));
+    return number(apply_gms_function(expression.name, argument.linear.constant));
   }
 
   GmsForm sum(const GmsExpression& expression, Elements& elements) const {
@@ -243,12 +200,6 @@ class Evaluator {
   const GmsProgram& program_;
   GmsModelValues model_;
 };
-
-// A number as put writes it. Without a width it gets all its digits.
-std::string put_number(double value, const GmsPutItem& item) {
-  if (item.width < 0) return fmt::format("{:.17g}", value);
-  return fmt::format("{:{}.{}f}", value, item.width, std::max(item.decimals, 0));
-}
 
 }  // namespace
 
@@ -282,41 +233,14 @@ double GmsModelValues::parameter(const std::string& name) const {
   return found == parameters.end() ? 0.0 : found->second;
 }
 
-GmsModelValues evaluate_gms(const GmsProgram& program) {
+GmsModelValues evaluate_gms_data(const GmsProgram& program) {
   return Evaluator(program).take();
 }
 
-std::string put_text(const GmsProgram& program, const GmsModelValues& model, const GmsPoint& levels,
-                     int modelstat) {
-  const Evaluator evaluator(program);
-  std::string text;
-  bool at_start = true;
-  const auto put = [&](const GmsPutItem& item, const Elements& elements) {
-    if (item.is_new_line) {
-      text += '\n';
-      at_start = true;
-      return;
-    }
-    double value = 0.0;
-    const std::string name = evaluator.full_name(item.value, elements);
-    if (item.value.suffix == "modelstat") {
-      value = modelstat;
-    } else if (program.symbol(item.value.name).kind == GmsKind::parameter) {
-      value = model.parameter(name);
-    } else if (const auto level = levels.find(name); level != levels.end()) {
-      value = level->second;
-    }
-    if (!at_start) text += ' ';
-    text += put_number(value, item);
-    at_start = false;
-  };
-  for (const GmsPut& block : program.puts) {
-    Elements elements;
-    evaluator.for_each(block.loop, elements, [&] {
-      for (const GmsPutItem& item : block.items) put(item, elements);
-    });
-  }
-  return text;
+GmsModelValues evaluate_gms(const GmsProgram& program) {
+  Evaluator evaluator(program);
+  evaluator.make_all_rows();
+  return evaluator.take();
 }
 
 }  // namespace torve::test

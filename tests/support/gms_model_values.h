@@ -64,9 +64,7 @@ struct GmsModelValues {
 
 // Throws std::runtime_error for an expression that is neither linear nor a sum of squares.
 GmsModelValues evaluate_gms(const GmsProgram& program);
-
-// The file that the program's put statements write.
-std::string put_text(const GmsProgram& program, const GmsModelValues& model, const GmsPoint& levels,
-                     int modelstat);
+// The same without rows, for a program whose equations may be of any kind.
+GmsModelValues evaluate_gms_data(const GmsProgram& program);
 
 }  // namespace torve::test

@@ -2,8 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
+#include <set>
+#include <sstream>
 #include <stdexcept>
 
+#include "box_search.h"
+#include "gms_numbers.h"
 #include "small_optimizer.h"
 
 namespace torve::test {
@@ -190,6 +195,118 @@ bool is_logic(const GmsRow& row, const GmsPoint& binaries) {
                              [&](const auto& entry) { return binaries.contains(entry.first); });
 }
 
+// --- a box --------------------------------------------------------------------------------------
+
+// Names of the variables in an expression, of which none is indexed; false when one is.
+bool collect_variables(const GmsProgram& program, const GmsExpression& expression,
+                       std::set<std::string>& names) {
+  if (expression.kind == GmsExpression::Kind::reference &&
+      program.symbol(expression.name).kind == GmsKind::variable) {
+    if (!expression.indices.empty()) return false;
+    names.insert(expression.name);
+  }
+  return std::ranges::all_of(expression.arguments, [&](const GmsExpression& argument) {
+    return collect_variables(program, argument, names);
+  });
+}
+
+// The variables that the objective is sought over; nothing when there are others than a box has.
+std::optional<std::set<std::string>> variables_of_box(const GmsProgram& program,
+                                                      const GmsModelValues& data) {
+  constexpr double no_bound = 1e29;
+  std::set<std::string> names;
+  for (const GmsEquation& equation : program.equations) {
+    if (!equation.indices.empty() || !equation.condition.empty() ||
+        !collect_variables(program, equation.left, names) ||
+        !collect_variables(program, equation.right, names)) {
+      return std::nullopt;
+    }
+  }
+  names.erase(program.objective);
+  for (const std::string& name : names) {
+    const GmsVariable& variable = data.variables.at(name);
+    if (variable.type == "binary" || variable.lower <= -no_bound || variable.upper >= no_bound) {
+      return std::nullopt;
+    }
+  }
+  return names;
+}
+
+// An option of the solver's own file; a program that names no file has none.
+double solver_option(const GmsProgram& program, const GmsModelValues& data, const std::string& name,
+                     double otherwise) {
+  const auto file = program.option_files.find(program.options.at("nlp") + ".opt");
+  if (file == program.option_files.end() || !data.attributes.contains(program.model + ".optfile")) {
+    return otherwise;
+  }
+  for (const std::string& line : file->second) {
+    std::istringstream words(line);
+    std::string word;
+    double value = 0.0;
+    if (words >> word && word == name && words >> value) return value;
+  }
+  return otherwise;
+}
+
+// The equations of a program at points of its box.
+class BoxEquations {
+ public:
+  BoxEquations(const GmsProgram& program, const GmsModelValues& data,
+               const std::set<std::string>& names)
+      : program_(program), data_(data), names_(names.begin(), names.end()) {
+    const auto defines = [&](const GmsEquation& equation) {
+      return equation.relation == 'e' && equation.left.kind == GmsExpression::Kind::reference &&
+             equation.left.name == program.objective;
+    };
+    if (std::ranges::count_if(program.equations, defines) != 1) {
+      throw std::runtime_error("not one equation defines the objective");
+    }
+    objective_ = &*std::ranges::find_if(program.equations, defines);
+  }
+
+  const std::vector<std::string>& names() const { return names_; }
+
+  GmsPoint point(const std::vector<double>& x) const {
+    GmsPoint point;
+    for (std::size_t d = 0; d < x.size(); ++d) point[names_[d]] = x[d];
+    return point;
+  }
+
+  // NaN where another equation doesn't hold.
+  double objective(const std::vector<double>& x) const {
+    GmsPoint at = point(x);
+    const double value = side(objective_->right, at);
+    at[program_.objective] = value;
+    for (const GmsEquation& equation : program_.equations) {
+      if (&equation != objective_ && !holds(equation, at)) return std::nan("");
+    }
+    return value;
+  }
+
+ private:
+  double side(const GmsExpression& expression, const GmsPoint& at) const {
+    GmsElements none;
+    return number_of(
+        program_, expression, none, [&](const GmsExpression& reference, const std::string& name) {
+          const bool is_variable = program_.symbol(reference.name).kind == GmsKind::variable;
+          return is_variable ? at.at(name) : data_.parameter(name);
+        });
+  }
+  bool holds(const GmsEquation& equation, const GmsPoint& at) const {
+    const double left = side(equation.left, at);
+    const double right = side(equation.right, at);
+    const double tolerance = exactly * (1.0 + std::abs(right));
+    if (equation.relation == 'l') return left <= right + tolerance;
+    if (equation.relation == 'g') return left >= right - tolerance;
+    return std::abs(left - right) <= tolerance;
+  }
+
+  const GmsProgram& program_;
+  const GmsModelValues& data_;
+  std::vector<std::string> names_;
+  const GmsEquation* objective_ = nullptr;
+};
+
 }  // namespace
 
 GmsSolution solve_gms(const GmsProgram& program, const GmsModelValues& model) {
@@ -223,6 +340,40 @@ GmsSolution solve_gms(const GmsProgram& program, const GmsModelValues& model) {
     best.levels[program.objective] = value;
   }
   return best;
+}
+
+bool is_box_search(const GmsProgram& program, const GmsModelValues& data) {
+  return program.solved_by == "nlp" && variables_of_box(program, data).has_value();
+}
+
+GmsSolution search_gms_box(const GmsProgram& program, const GmsModelValues& data) {
+  const auto names = variables_of_box(program, data);
+  if (!names) throw std::runtime_error("no box");
+  const BoxEquations equations(program, data, *names);
+  BoxProblem problem;
+  for (const std::string& name : equations.names()) {
+    problem.lowest.push_back(data.variables.at(name).lower);
+    problem.highest.push_back(data.variables.at(name).upper);
+  }
+  problem.value = [&](const std::vector<double>& x) { return equations.objective(x); };
+  problem.maximize = !program.minimizes;
+  problem.least_wanted = data.variables.at(program.objective).lower;
+  problem.most_wanted = data.variables.at(program.objective).upper;
+  problem.count = static_cast<std::size_t>(solver_option(program, data, "NumSol", 1.0));
+  problem.apart = solver_option(program, data, "isoltol", 0.0);
+  GmsSolution solution;
+  solution.modelstat = 19;
+  for (const BoxPoint& found : search_box(problem)) {
+    GmsPoint point = equations.point(found.x);
+    point[program.objective] = found.value;
+    if (solution.modelstat == 1) {
+      solution.others.push_back(std::move(point));
+    } else {
+      solution.modelstat = 1;
+      solution.levels = std::move(point);
+    }
+  }
+  return solution;
 }
 
 }  // namespace torve::test

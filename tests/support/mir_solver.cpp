@@ -5,6 +5,7 @@
 #include <functional>
 #include <utility>
 
+#include "box_search.h"
 #include "small_programs.h"
 
 namespace torve::test {
@@ -345,121 +346,53 @@ std::optional<MirSolved> try_all_choices(const MirFile& file) {
 
 // --- one equation over a box --------------------------------------------------------------------
 
-// trv_z is what the equation says of the inputs: a grid of points, and steps from the best of them
-// that halve when none helps.
-class BoxSearch {
- public:
-  explicit BoxSearch(const MirFile& file) : file_(file) {
-    for (const std::string& name : file.free) {
-      if (name != "trv_z") inputs_.push_back(name);
-    }
-  }
-
-  std::optional<MirSolved> search();
-
- private:
-  double z(const MirValues& point) const {
-    MirValues at_zero = point;
-    at_zero["trv_z"] = 0.0;
-    const MirStatement& equation = file_.statements.front();
-    return evaluate(equation.left, at_zero) - evaluate(equation.right, at_zero);
-  }
-  bool is_better(double a, double b) const { return file_.maximize ? a > b : a < b; }
-  bool is_wanted(double value) const;
-  void walk_grid(std::size_t input, MirValues& point);
-  void take_steps();
-  bool is_apart(const MirValues& a, const MirValues& b) const;
-  void add_others(MirSolved& best) const;
-
-  const MirFile& file_;
-  std::vector<std::string> inputs_;
-  std::vector<MirValues> grid_;  // its points whose value is wanted
-  std::optional<MirSolved> best_;
-};
-
-bool BoxSearch::is_wanted(double value) const {
-  const auto low = file_.lower.find("trv_z");
-  const auto high = file_.upper.find("trv_z");
-  return (low == file_.lower.end() || value >= low->second) &&
-         (high == file_.upper.end() || value <= high->second);
+double number_or(const MirValues& values, const std::string& name, double otherwise) {
+  const auto found = values.find(name);
+  return found == values.end() ? otherwise : found->second;
 }
 
-void BoxSearch::walk_grid(std::size_t input, MirValues& point) {
-  if (input == inputs_.size()) {
-    const double value = z(point);
-    if (!best_ || is_better(value, best_->objective)) best_ = MirSolved{point, value, {}};
-    point["trv_z"] = value;
-    if (is_wanted(value)) grid_.push_back(point);
-    return;
-  }
-  const int steps = inputs_.size() < 3 ? 100 : 20;
-  const double low = file_.lower.at(inputs_[input]);
-  const double high = file_.upper.at(inputs_[input]);
-  for (int i = 0; i <= steps; ++i) {
-    point[inputs_[input]] = i == steps ? high : low + (high - low) * i / steps;
-    walk_grid(input + 1, point);
-  }
-}
-
-void BoxSearch::take_steps() {
-  for (double part = 0.01; part > 1e-12;) {
-    bool moved = false;
-    for (const std::string& name : inputs_) {
-      const double low = file_.lower.at(name);
-      const double high = file_.upper.at(name);
-      for (const double side : {-1.0, 1.0}) {
-        MirValues point = best_->values;
-        point[name] = std::clamp(point[name] + side * part * (high - low), low, high);
-        const double value = z(point);
-        if (!is_better(value, best_->objective)) continue;
-        best_ = MirSolved{point, value, {}};
-        moved = true;
-      }
-    }
-    if (!moved) part /= 2.0;
-  }
-}
-
-// A tenth of the box lies between them.
-bool BoxSearch::is_apart(const MirValues& a, const MirValues& b) const {
-  return std::ranges::any_of(inputs_, [&](const std::string& name) {
-    const double width = file_.upper.at(name) - file_.lower.at(name);
-    return std::abs(a.at(name) - b.at(name)) > 0.1 * width;
-  });
-}
-
-void BoxSearch::add_others(MirSolved& best) const {
-  const auto wanted = file_.options.find("NumSol");
-  if (wanted == file_.options.end()) return;
-  for (const MirValues& point : grid_) {
-    if (static_cast<double>(best.others.size()) + 1.0 >= wanted->second) return;
-    const auto is_away = [&](const MirValues& other) { return is_apart(point, other); };
-    if (is_away(best.values) && std::ranges::all_of(best.others, is_away)) {
-      best.others.push_back(point);
-    }
-  }
-}
-
-std::optional<MirSolved> BoxSearch::search() {
-  MirValues point;
-  walk_grid(0, point);
-  take_steps();
-  if (!is_wanted(best_->objective)) return std::nullopt;
-  best_->values["trv_z"] = best_->objective;
-  add_others(*best_);
-  return best_;
-}
-
-std::optional<MirSolved> search_box(const MirFile& file) {
+// trv_z is what the equation says of the inputs.
+std::optional<MirSolved> search_inputs(const MirFile& file) {
   if (file.statements.size() != 1) throw std::runtime_error("not one equation");
-  return BoxSearch(file).search();
+  std::vector<std::string> inputs = file.free;
+  std::erase(inputs, "trv_z");
+  const auto values_at = [&](const std::vector<double>& x, double z) {
+    MirValues values{{"trv_z", z}};
+    for (std::size_t d = 0; d < inputs.size(); ++d) values[inputs[d]] = x[d];
+    return values;
+  };
+  BoxProblem problem;
+  for (const std::string& name : inputs) {
+    problem.lowest.push_back(file.lower.at(name));
+    problem.highest.push_back(file.upper.at(name));
+  }
+  problem.value = [&](const std::vector<double>& x) {
+    const MirValues values = values_at(x, 0.0);
+    const MirStatement& equation = file.statements.front();
+    return evaluate(equation.left, values) - evaluate(equation.right, values);
+  };
+  problem.maximize = file.maximize;
+  problem.least_wanted = number_or(file.lower, "trv_z", problem.least_wanted);
+  problem.most_wanted = number_or(file.upper, "trv_z", problem.most_wanted);
+  problem.count = static_cast<std::size_t>(number_or(file.options, "NumSol", 1.0));
+  problem.apart = number_or(file.options, "isoltol", 0.0);
+  std::optional<MirSolved> solved;
+  for (const BoxPoint& point : search_box(problem)) {
+    MirValues values = values_at(point.x, point.value);
+    if (solved) {
+      solved->others.push_back(std::move(values));
+    } else {
+      solved = MirSolved{std::move(values), point.value, {}};
+    }
+  }
+  return solved;
 }
 
 }  // namespace
 
 std::optional<MirSolved> solve_mir(const MirFile& file) {
   const bool is_box = std::ranges::count(file.free, std::string("trv_z")) > 0;
-  return is_box ? search_box(file) : try_all_choices(file);
+  return is_box ? search_inputs(file) : try_all_choices(file);
 }
 
 }  // namespace torve::test
