@@ -7,11 +7,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "../support/run_folder.h"
+#include "../support/run_masks.h"
 
 namespace torve::test {
 namespace {
@@ -54,6 +57,53 @@ TEST_P(Run, leaves_what_is_expected) {
 
 INSTANTIATE_TEST_SUITE_P(Folders, Run, testing::ValuesIn(cases()),
                          [](const auto& row) { return name_of(row.param); });
+
+// The names in the last cell of each row of the tables of README.md, by the first cell: a code, or
+// an event of the solvers.
+std::multimap<std::string, std::string> named_in_tables() {
+  std::multimap<std::string, std::string> named;
+  const std::string text = read_file(fs::path(TORVE_RUNS_DIR) / "README.md");
+  for (std::string_view line : lines_of(text)) {
+    if (!line.starts_with("| ") || !line.ends_with(" |\n")) continue;
+    line.remove_prefix(2);
+    line.remove_suffix(3);
+    const std::string first(line.substr(0, line.find(" | ")));
+    std::string_view cell = line.substr(line.rfind(" | ") + 3);
+    if (cell.starts_with("none")) continue;
+    while (cell.find('`') != std::string_view::npos) {
+      cell.remove_prefix(cell.find('`') + 1);
+      named.emplace(first, cell.substr(0, cell.find('`')));
+      cell.remove_prefix(cell.find('`') + 1);
+    }
+  }
+  return named;
+}
+
+// The folder of a case that the table of codes names without its code.
+std::string folder_of(const std::string& code, const std::string& name) {
+  return "code_" + std::string(code.size() < 2 ? 2 - code.size() : 0, '0') + code + "_" + name;
+}
+
+TEST(Readme, lists_each_case_of_a_code) {
+  std::set<std::string> listed;
+  for (const auto& [first, name] : named_in_tables()) listed.insert(folder_of(first, name));
+  for (const std::string& name : cases()) {
+    const bool has_code = name.starts_with("code_");
+    EXPECT_TRUE(!has_code || listed.contains(name)) << name;
+  }
+}
+
+TEST(Readme, names_what_there_is) {
+  const fs::path folder = TORVE_RUNS_DIR;
+  const auto named = named_in_tables();
+  EXPECT_FALSE(named.empty());
+  for (const auto& [first, name] : named) {
+    const bool exists = fs::is_directory(folder / folder_of(first, name)) ||
+                        fs::is_directory(folder / name) ||
+                        fs::is_regular_file(folder.parent_path() / name);
+    EXPECT_TRUE(exists) << first << ": " << name;
+  }
+}
 
 TEST(Runs, exist) {
   EXPECT_FALSE(cases().empty()) << "no case in " << TORVE_RUNS_DIR;
