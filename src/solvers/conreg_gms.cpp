@@ -59,14 +59,16 @@ void bound_objective(GmsText& text, const ViolationSearch& search) {
   }
 }
 
-// The first term has brackets when more follow, and a formula of the user always.
+// The first term has brackets when more follow, and a formula of the user always, whose powers may
+// have the sign that GAMS doesn't know.
 std::string model_sum(const ViolationSearch& search) {
   if (search.terms.empty()) return "0";
   std::string sum;
   for (const SearchTerm& term : search.terms) {
     const bool first_of_several = &term == &search.terms.front() && search.terms.size() > 1;
     sum += fmt::format(" + trv_beta('{}')*", term.column + 1);
-    sum += first_of_several || term.bracket ? "(" + term.text + ")" : term.text;
+    const std::string text = term.bracket ? text_with_stars(term.text) : term.text;
+    sum += first_of_several || term.bracket ? "(" + text + ")" : text;
   }
   return sum;
 }
