@@ -1,35 +1,25 @@
 // The search for broken constraints in both languages, word by word.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <ostream>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "solvers/conreg_search.h"
+#include "conreg_case.h"
 #include "solvers/custom_constraint.h"
 #include "support/gms_language.h"
+#include "support/gms_model_values.h"
+#include "support/gms_numbers.h"
 #include "support/mir_language.h"
+#include "support/rows.h"
 
 namespace torve {
 namespace {
-
-ViolationSearch search_of(SearchKind kind) {
-  ViolationSearch search;
-  search.kind = kind;
-  search.bound = 0.5;
-  search.labels = {"Temp", "p"};
-  search.lowest = {1.0, -2.0};
-  search.highest = {4.0, 1e31};
-  search.terms = {{0, 2.5, "Temp", false}, {3, -1e-7, "power(Temp,2)", false}};
-  search.zlabel = "z";
-  search.custom = "Z**2-p";
-  search.nbas = 5;
-  search.ndata = 7;
-  search.wanted = 4;
-  search.seconds = 99.5;
-  search.nlpsolver = "mirak";
-  return search;
-}
 
 TEST(ConregMir, looks_for_points_below) {
   ViolationSearch search = search_of(SearchKind::below_zmin);
@@ -122,22 +112,106 @@ TEST(ConregMir, states_the_model) {
   }
 }
 
-// The part up to the solution; what collects several solutions is compared word by word.
-TEST(ConregGms, is_a_program) {
-  for (const SearchKind kind :
-       {SearchKind::below_zmin, SearchKind::above_zmax, SearchKind::custom}) {
-    ViolationSearch search = search_of(kind);
-    search.nlpsolver = "other";
-    const test::GmsProgram program = test::read_gms(conreg_gms(search));
-    EXPECT_EQ(program.objective, "trv_z");
-    EXPECT_EQ(program.model, "trv_conreg");
-    EXPECT_EQ(program.minimizes, kind == SearchKind::below_zmin);
-    EXPECT_EQ(program.equations.size(), 2U);
-  }
+// --- the program for GAMS -----------------------------------------------------------------------
+
+// The text of a search, which is a program whatever it looks for.
+std::string program_of(const ViolationSearch& search) {
+  std::string text = conreg_gms(search);
+  EXPECT_EQ(unknown_unused(test::read_gms(text)), std::vector<std::string>{}) << text;
+  return text;
 }
 
+struct ProgramRow {
+  std::string_view name;
+  SearchKind kind;
+  std::string_view solver;
+  bool deltaterm = false;
+};
+
+void PrintTo(const ProgramRow& row, std::ostream* out) {
+  *out << row.name;
+}
+
+class ConregProgram : public testing::TestWithParam<ProgramRow> {
+ protected:
+  static ViolationSearch search() {
+    ViolationSearch search = search_of(GetParam().kind);
+    search.nlpsolver = GetParam().solver;
+    search.deltaterm = GetParam().deltaterm;
+    return search;
+  }
+  static bool gives_several() { return GetParam().solver == "mirak"; }
+};
+
+TEST_P(ConregProgram, uses_its_names_and_asks_for_the_search) {
+  const test::GmsProgram program = test::read_gms(program_of(search()));
+  EXPECT_EQ(program.objective, "trv_z");
+  EXPECT_EQ(program.model, "trv_conreg");
+  EXPECT_EQ(program.solved_by, "nlp");
+  EXPECT_EQ(program.options.at("nlp"), GetParam().solver);
+  EXPECT_EQ(program.minimizes, GetParam().kind == SearchKind::below_zmin);
+  const test::GmsModelValues data = test::evaluate_gms_data(program);
+  const bool below = GetParam().kind == SearchKind::below_zmin;
+  const test::GmsVariable& z = data.variables.at("trv_z");
+  EXPECT_EQ(z.upper, below ? 0.5 : test::gms_infinity);
+  EXPECT_EQ(z.lower, below ? -test::gms_infinity : 0.5);
+  EXPECT_EQ(data.variables.at("temp").lower, 1.0);
+  EXPECT_EQ(data.variables.at("temp").upper, 4.0);
+  EXPECT_EQ(data.variables.at("p").lower, -2.0);
+  EXPECT_EQ(data.variables.at("p").upper, 1e30);
+}
+
+// trv_z is the model, or the constraint with the model for its output.
+TEST_P(ConregProgram, states_the_model) {
+  const test::GmsProgram program = test::read_gms(program_of(search()));
+  const test::GmsModelValues data = test::evaluate_gms_data(program);
+  ASSERT_EQ(program.equations.size(), 2U);
+  const test::GmsEquation& equation = program.equations[0];
+  EXPECT_EQ(equation.left.name, "trv_z");
+  EXPECT_EQ(equation.relation, 'e');
+  const test::GmsPoint point{{"temp", 3.0}, {"p", 7.0}};
+  test::GmsElements none;
+  const double value = test::number_of(
+      program, equation.right, none, [&](const test::GmsExpression&, const std::string& name) {
+        const auto input = point.find(name);
+        return input == point.end() ? data.parameter(name) : input->second;
+      });
+  const double model = 2.5 * 3.0 - 1e-7 * 9.0;
+  EXPECT_NEAR(value, GetParam().kind == SearchKind::custom ? model * model - 7.0 : model, 1e-12);
+}
+
+// Only one solver gives several solutions, and only then is there an answer to read.
+TEST_P(ConregProgram, collects_several_solutions_of_the_solver_that_gives_them) {
+  const test::GmsProgram program = test::read_gms(program_of(search()));
+  EXPECT_EQ(program.put_file, gives_several() ? "crres" : "");
+  EXPECT_EQ(program.afterwards.empty(), !gives_several());
+  EXPECT_EQ(program.oddities, gives_several() ? std::set<std::string>{"file_without_semicolon"}
+                                              : std::set<std::string>{});
+  EXPECT_EQ(program.option_files.contains("mirak.opt"), gives_several());
+  if (!gives_several()) return;
+  std::vector<std::string> lines{"NumSol  4", "isoltol 0.01", "gdxout multsol"};
+  if (GetParam().deltaterm) {
+    lines.insert(lines.end(), {"deltaTerm 1", "deltaT 5", "deltaA 0.1", "deltaR 0.1"});
+  }
+  EXPECT_EQ(program.option_files.at("mirak.opt"), lines);
+  EXPECT_EQ(program.symbol("trv_sol").elements,
+            (std::vector<std::string>{"multsol1", "multsol2", "multsol3", "multsol4"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ConregProgram,
+    testing::Values(ProgramRow{"below_by_mirak", SearchKind::below_zmin, "mirak"},
+                    ProgramRow{"below_by_mirak_within_deltas", SearchKind::below_zmin, "mirak",
+                               true},
+                    ProgramRow{"below_by_another", SearchKind::below_zmin, "other"},
+                    ProgramRow{"above_by_mirak", SearchKind::above_zmax, "mirak"},
+                    ProgramRow{"above_by_another", SearchKind::above_zmax, "other", true},
+                    ProgramRow{"custom_by_mirak", SearchKind::custom, "mirak", true},
+                    ProgramRow{"custom_by_another", SearchKind::custom, "other"}),
+    test::RowName());
+
 TEST(ConregGms, looks_for_points_below) {
-  EXPECT_EQ(conreg_gms(search_of(SearchKind::below_zmin)),
+  EXPECT_EQ(program_of(search_of(SearchKind::below_zmin)),
             "$offdigit\n"
             "$offsymxref offsymlist\n"
             "set trv_j /1*5/;\n"
@@ -199,26 +273,34 @@ TEST(ConregGms, looks_for_points_below) {
 
 TEST(ConregGms, looks_for_points_above) {
   ViolationSearch search = search_of(SearchKind::above_zmax);
-  search.terms = {{2, 2.5, "a+b", true}};
+  search.terms = {{2, 2.5, "temp+p", true}};
   search.nlpsolver = "other";
-  const std::string text = conreg_gms(search);
+  const std::string text = program_of(search);
   EXPECT_EQ(line_with(text, "trv_zmax ="), "trv_zmax = 0.5; trv_z.lo = trv_zmax;");
-  EXPECT_EQ(line_with(text, "trv_obj.."), "trv_obj.. trv_z =E=  + trv_beta('3')*(a+b) ;");
+  EXPECT_EQ(line_with(text, "trv_obj.."), "trv_obj.. trv_z =E=  + trv_beta('3')*(temp+p) ;");
   EXPECT_TRUE(text.ends_with("SOLVE trv_conreg maximizing trv_z using NLP;\n"));
   EXPECT_EQ(text.find("onecho"), std::string::npos);
+}
+
+// A formula of the user may have the sign that GAMS doesn't know.
+TEST(ConregGms, writes_powers_of_formulas_with_stars) {
+  ViolationSearch search = search_of(SearchKind::above_zmax);
+  search.terms = {{2, 2.5, "temp^2", true}, {3, 1.5, "p^2", true}};
+  EXPECT_EQ(line_with(program_of(search), "trv_obj.."),
+            "trv_obj.. trv_z =E=  + trv_beta('3')*(temp**2) + trv_beta('4')*(p**2) ;");
 }
 
 TEST(ConregGms, has_a_model_of_nothing) {
   ViolationSearch search = search_of(SearchKind::above_zmax);
   search.terms.clear();
-  EXPECT_EQ(line_with(conreg_gms(search), "trv_obj.."), "trv_obj.. trv_z =E= 0 ;");
+  EXPECT_EQ(line_with(program_of(search), "trv_obj.."), "trv_obj.. trv_z =E= 0 ;");
 }
 
 TEST(ConregGms, puts_the_model_into_a_custom_constraint) {
   ViolationSearch search = search_of(SearchKind::custom);
   search.custom = "z^2-p";
   search.terms.resize(1);
-  EXPECT_EQ(line_with(conreg_gms(search), "trv_obj.."),
+  EXPECT_EQ(line_with(program_of(search), "trv_obj.."),
             "trv_obj.. trv_z =E= ( + trv_beta('1')*Temp)**2-p ;");
 }
 

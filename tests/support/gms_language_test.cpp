@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+#include <map>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,6 +15,7 @@
 #include "gms_model_values.h"
 #include "gms_solver.h"
 #include "rows.h"
+#include "run_setup.h"
 
 namespace torve::test {
 namespace {
@@ -106,6 +110,36 @@ TEST(GmsLanguage, is_solved_and_put) {
   EXPECT_NEAR(solution.levels.at("total"), 0.02, 1e-12);
   const std::string text = put_text(program, model, {1, {{"total", 1.0}, {"y(1)", 1.0}}, {}});
   EXPECT_EQ(text, "  1\n1\n1 0\n0 0\n");
+}
+
+// The programs of a file to which a run has appended one after the other.
+std::vector<std::string> programs_of(const std::string& text) {
+  const std::string first_line = "$offdigit\n";
+  std::vector<std::string> programs;
+  for (std::size_t at = text.find(first_line); at != std::string::npos;) {
+    const std::size_t next = text.find(first_line, at + 1);
+    programs.push_back(text.substr(at, next - at));
+    at = next;
+  }
+  return programs;
+}
+
+// The time left is masked in what whole runs have kept.
+TEST(GmsLanguage, reads_what_runs_have_kept) {
+  std::map<std::string, int> counts;
+  for (const auto& folder : fs::directory_iterator(TORVE_SOURCE_DIR "/tests/runs")) {
+    if (!folder.is_directory()) continue;
+    for (const auto& file : fs::directory_iterator(folder.path())) {
+      if (file.path().extension() != ".gms") continue;
+      const std::string text =
+          std::regex_replace(read_file(file.path()), std::regex("<t>"), "999.5");
+      for (const std::string& program : programs_of(text)) {
+        EXPECT_NO_THROW(read_gms(program)) << file.path();
+        ++counts[file.path().filename().string()];
+      }
+    }
+  }
+  EXPECT_GT(counts["expected.conreg.gms"], 0);
 }
 
 // --- statements that change the answer ----------------------------------------------------------
