@@ -23,8 +23,9 @@ def faults_of_example(root, folder):
         yield f"{folder}: no README.md"
     present = {path.name: path.read_bytes() for path in folder.glob("*.trv")}
     beside = {path.name: path.read_bytes() for path in folder.glob("*_simulator")}
-    if not present:
-        yield f"{folder}: no problem file"
+    programs = [path for pattern in ("*.c", "*.py") for path in folder.glob(pattern)]
+    if not present and not programs:
+        yield f"{folder}: neither a problem file nor a program"
     script = folder / "make_problem.py"
     if script.exists() and written_by(script) != present:
         yield f"{folder}: the problem files aren't what {script.name} writes"

@@ -8,12 +8,15 @@
 #include "input/problem_reader.h"
 #include "report/printer.h"
 #include "run/call_names.h"
+#include "system/machine.h"
 #include "text/strings.h"
 
 namespace torve {
 
 CallName call_name(RunState& run, std::string_view name, int location) {
   if (run.status.runstarted) return {refuse(run, Code::not_initialised, location), ""};
+  // Counts are refused before they swallow the machine, as in a run.
+  if (run.memory.machine_bytes == 0) run.memory.machine_bytes = physical_memory();
   const std::string_view used = cut(name, longest_call_text);
   if (used.empty()) return {refuse(run, Code::empty_option_name, 387), ""};
   return {0, std::string(meaning_of(fold_lower(used)))};
@@ -65,7 +68,7 @@ bool store_outside_the_table(RunState& run, std::string_view name, int value) {
     return true;
   }
   if (name != "groups" && name != "groupcon") return false;
-  print_to_console(run, " groupcon API is ... tbd ...");
+  print_to_console(run, "groupcon API is ... tbd ...");
   return true;
 }
 

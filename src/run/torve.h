@@ -65,7 +65,9 @@ TORVE_CALL int trvsetlabels(const char* name, int length, const char* labels);
 
 /* A whole run. The outcome is trvgetstatus. Files go to the current folder; option print_to_screen
    0 keeps the standard output free, print_to_file 0 leaves no listing, usescratch 0 no scratch
-   folder. A second run without trvinit in between does nothing; trvgetstatus is then 148. */
+   folder. With neither screen nor listing nor trace the screen is turned on again: for a silent run
+   let tracefname be "/dev/null". A second run without trvinit in between does nothing; trvgetstatus
+   is then 148. */
 TORVE_CALL void trvrun(void);
 
 /* Back to the state before any call, if a run has taken place; otherwise nothing changes. Returns
