@@ -78,8 +78,9 @@ std::optional<RealVector> solve_system(std::vector<RealVector> a, RealVector b) 
   return x;
 }
 
-// Simplex in a full tableau with the rule of the least index. Columns: those of `c`; the last entry
-// of a row is its right-hand side, never negative.
+// Simplex in a full tableau. The column of the least reduced cost enters; while steps stay where
+// they are, the rule of the least index, so that none comes back. Columns: those of `c`; the last
+// entry of a row is its right-hand side, never negative.
 class Tableau {
  public:
   Tableau(std::vector<RealVector> rows, std::vector<std::size_t> basis)
@@ -94,7 +95,7 @@ class Tableau {
 
  private:
   void pivot(std::size_t row, std::size_t column);
-  Real reduced_cost(const RealVector& c, std::size_t j) const;
+  RealVector reduced_costs(const RealVector& c) const;
 
   std::vector<RealVector> rows_;
   std::vector<std::size_t> basis_;
@@ -102,26 +103,40 @@ class Tableau {
 
 void Tableau::pivot(std::size_t row, std::size_t column) {
   const Real p = rows_[row][column];
-  for (Real& value : rows_[row]) value /= p;
+  std::vector<std::size_t> filled;
+  for (std::size_t j = 0; j < rows_[row].size(); ++j) {
+    if (rows_[row][j] == 0) continue;
+    rows_[row][j] /= p;
+    filled.push_back(j);
+  }
   for (std::size_t i = 0; i < rows_.size(); ++i) {
-    if (i == row || rows_[i][column] == 0) continue;
     const Real factor = rows_[i][column];
-    for (std::size_t j = 0; j < rows_[i].size(); ++j) rows_[i][j] -= factor * rows_[row][j];
+    if (i == row || factor == 0) continue;
+    for (const std::size_t j : filled) rows_[i][j] -= factor * rows_[row][j];
   }
   basis_[row] = column;
 }
 
-Real Tableau::reduced_cost(const RealVector& c, std::size_t j) const {
-  Real cost = c[j];
-  for (std::size_t i = 0; i < rows_.size(); ++i) cost -= c[basis_[i]] * rows_[i][j];
-  return cost;
+RealVector Tableau::reduced_costs(const RealVector& c) const {
+  RealVector costs = c;
+  for (std::size_t i = 0; i < rows_.size(); ++i) {
+    const Real factor = c[basis_[i]];
+    if (factor == 0) continue;
+    for (std::size_t j = 0; j < costs.size(); ++j) costs[j] -= factor * rows_[i][j];
+  }
+  return costs;
 }
 
 bool Tableau::minimise(const RealVector& c, std::size_t allowed) {
+  RealVector costs = reduced_costs(c);
+  const auto end = costs.begin() + static_cast<std::ptrdiff_t>(allowed);
+  const auto gains = [](Real cost) { return cost < -tiny; };
+  bool stays = false;
   while (true) {
-    std::size_t entering = 0;
-    while (entering < allowed && reduced_cost(c, entering) >= -tiny) ++entering;
-    if (entering == allowed) return true;
+    const auto found =
+        stays ? std::find_if(costs.begin(), end, gains) : std::min_element(costs.begin(), end);
+    if (found == end || !gains(*found)) return true;
+    const auto entering = static_cast<std::size_t>(found - costs.begin());
     std::optional<std::size_t> leaving;
     Real least = 0;
     for (std::size_t i = 0; i < rows_.size(); ++i) {
@@ -131,7 +146,10 @@ bool Tableau::minimise(const RealVector& c, std::size_t allowed) {
       if (!leaving || ratio < least || tie) leaving = i, least = ratio;
     }
     if (!leaving) return false;
+    stays = least <= tiny;
     pivot(*leaving, entering);
+    const Real factor = costs[entering];
+    for (std::size_t j = 0; j < costs.size(); ++j) costs[j] -= factor * rows_[*leaving][j];
   }
 }
 
@@ -229,33 +247,38 @@ void ActiveRows::search(std::vector<Row> active) {
 
 std::optional<ProgramAnswer> solve_linear(const RealVector& c, const std::vector<Row>& rows) {
   const std::size_t n = c.size();
-  const std::size_t m = rows.size();
-  // Columns: the positive and the negative side of x, a slack and an artificial value a row.
+  // Columns: the positive and the negative side of x, a slack a row, and an artificial value for
+  // each row whose slack can't be where the search starts.
   const std::size_t slack = 2 * n;
-  const std::size_t artificial = slack + m;
+  const std::size_t artificial = slack + rows.size();
+  const auto needs_artificial = [](const Row& row) { return row.equality || row.b < 0; };
+  const auto count = static_cast<std::size_t>(std::ranges::count_if(rows, needs_artificial));
   std::vector<RealVector> tableau;
   std::vector<std::size_t> basis;
-  RealVector first_costs(artificial + m, 0);
-  for (std::size_t r = 0; r < m; ++r) {
+  RealVector first_costs(artificial + count, 0);
+  std::size_t next = artificial;
+  for (std::size_t r = 0; r < rows.size(); ++r) {
     const Row row = normalised(rows[r]);
     const Real sign = row.b < 0 ? -1 : 1;
-    RealVector line(artificial + m + 1, 0);
+    RealVector line(artificial + count + 1, 0);
     for (std::size_t j = 0; j < n; ++j) {
       line[2 * j] = sign * row.a[j];
       line[2 * j + 1] = -sign * row.a[j];
     }
     if (!row.equality) line[slack + r] = sign;
-    line[artificial + r] = 1;
     line.back() = sign * row.b;
-    first_costs[artificial + r] = 1;
+    basis.push_back(slack + r);
+    if (needs_artificial(row)) {
+      line[next] = first_costs[next] = 1;
+      basis.back() = next++;
+    }
     tableau.push_back(std::move(line));
-    basis.push_back(artificial + r);
   }
   Tableau simplex(std::move(tableau), std::move(basis));
-  simplex.minimise(first_costs, artificial + m);
+  simplex.minimise(first_costs, artificial + count);
   if (simplex.value(first_costs) > 1e-9L) return std::nullopt;
   simplex.drive_out(artificial);
-  RealVector costs(artificial + m, 0);
+  RealVector costs(artificial + count, 0);
   for (std::size_t j = 0; j < n; ++j) {
     costs[2 * j] = c[j];
     costs[2 * j + 1] = -c[j];
