@@ -1,20 +1,14 @@
 // Whole runs that leave the selection to GAMS, with a stand-in that tries every subset, on random
-// small problems. Metrics that walk the sizes must find the models of enumeration; the others those
-// of their statement, sought here over all subsets. TORVE_GAMS_STANDIN is the stand-in.
+// small problems: models of metrics that walk the sizes, bounds, fits, and how such runs end.
+// TORVE_GAMS_STANDIN is the stand-in.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "support/reference_selection.h"
 #include "support/rows.h"
-#include "support/small_optimizer.h"
 #include "support/small_problem.h"
 
 namespace torve::test {
@@ -61,105 +55,6 @@ std::string with_gams(const SmallProblem& problem) {
   return made.text();
 }
 
-// The data of a run once it has ended, for a subset.
-struct Data {
-  explicit Data(RunState& run) : ndata(run.sizes.ndata), nbas(run.sizes.nbas) {
-    for (int j = 0; j < nbas; ++j) {
-      const auto column = run.basis.xij.column(j, ndata);
-      columns.emplace_back(column.begin(), column.end());
-    }
-    const auto values = run.points.zdata.column(0, ndata);
-    z.assign(values.begin(), values.end());
-    const auto used = run.points.simulated.column(0, ndata);
-    use.assign(used.begin(), used.end());
-  }
-
-  double sse(Mask subset) const {
-    std::vector<std::vector<double>> chosen;
-    for (int j = 0; j < nbas; ++j) {
-      if (((subset >> static_cast<unsigned>(j)) & 1U) != 0) chosen.push_back(columns[at(j)]);
-    }
-    const auto beta = reference_least_squares(chosen, z, use);
-    double sum = 0.0;
-    for (std::size_t i = 0; i < z.size(); ++i) {
-      if (!use[i]) continue;
-      long double error = z[i];
-      for (std::size_t p = 0; p < chosen.size(); ++p) error -= beta[p] * chosen[p][i];
-      sum += static_cast<double>(error * error);
-    }
-    return sum;
-  }
-
-  // The sum of errors, each of them weighted, or the largest of them.
-  double linear_error(Mask subset, bool largest) const {
-    std::vector<std::size_t> list;
-    for (std::size_t j = 0; j < columns.size(); ++j) {
-      if (((subset >> j) & 1U) != 0) list.push_back(j);
-    }
-    const std::size_t first = list.size();
-    const std::size_t variables = first + (largest ? 1 : z.size());
-    std::vector<Inequality> rows;
-    for (std::size_t i = 0; i < z.size(); ++i) {
-      if (!use[i]) continue;
-      const double weight = largest ? 100.0 / std::abs(z[i]) : 1.0;
-      for (const double sign : {1.0, -1.0}) {
-        Inequality row{Row(variables, 0.0), -sign * weight * z[i]};
-        for (std::size_t p = 0; p < first; ++p) {
-          row.coefficients[p] = -sign * weight * columns[list[p]][i];
-        }
-        row.coefficients[largest ? first : first + i] = -1.0;
-        rows.push_back(std::move(row));
-      }
-    }
-    Row costs(variables, 0.0);
-    for (std::size_t p = first; p < variables; ++p)
-      costs[p] = largest || use[p - first] ? 1.0 : 0.0;
-    const std::optional<Row> x = linear_program(costs, rows);
-    EXPECT_TRUE(x.has_value());
-    double value = 0.0;
-    for (std::size_t p = first; x && p < variables; ++p) value += costs[p] * (*x)[p];
-    return value;
-  }
-
-  int ndata, nbas;
-  std::vector<std::vector<double>> columns;
-  std::vector<double> z;
-  std::vector<bool> use;
-};
-
-double statement(const Data& data, Mask subset, int modeler, double convpen) {
-  const double terms = std::popcount(subset);
-  switch (modeler) {
-    case 1:
-      return data.sse(subset) + std::log(data.ndata) * terms;
-    case 2:
-      return data.sse(subset) + 2.0 * terms;
-    case 6:
-      return data.sse(subset) + convpen * terms;
-    case 7:
-      return data.sse(subset) + 2.0 * std::log(data.nbas) * terms;
-    default:
-      return data.linear_error(subset, true) + convpen * terms;
-  }
-}
-
-std::vector<bool> best_of_all(const Data& data, int modeler, double convpen) {
-  Mask best = 0;
-  double least = 1e31;
-  for (Mask subset = 0; subset < (Mask{1} << static_cast<unsigned>(data.nbas)); ++subset) {
-    const double value = statement(data, subset, modeler, convpen);
-    if (value < least) {
-      least = value;
-      best = subset;
-    }
-  }
-  std::vector<bool> chosen;
-  for (int j = 0; j < data.nbas; ++j) {
-    chosen.push_back(((best >> static_cast<unsigned>(j)) & 1U) != 0);
-  }
-  return chosen;
-}
-
 constexpr int trials = 6;
 
 // --- metrics that walk the sizes ----------------------------------------------------------------
@@ -192,34 +87,6 @@ INSTANTIATE_TEST_SUITE_P(
                     SelectionRow{"hqc_with_missing_values", 4, "", false, true},
                     SelectionRow{"mse_with_groups", 5, "", true},
                     SelectionRow{"aicc_with_groups", 3, "", true}),
-    RowName());
-
-// --- metrics that are solved at once ------------------------------------------------------------
-
-class GmsStatement : public testing::TestWithParam<SelectionRow> {};
-
-TEST_P(GmsStatement, finds_its_least) {
-  const double convpen = GetParam().options.find("convpen") == std::string::npos ? 0.0 : 0.75;
-  Random random(22);
-  for (int trial = 0; trial < trials; ++trial) {
-    const SmallProblem problem = random_problem(random, GetParam());
-    SmallRun found(with_gams(problem));
-    ASSERT_TRUE(found.ended_normally()) << found.screen();
-    EXPECT_EQ(found.state().counters.n_mip, 1);
-    const Data data(found.state());
-    EXPECT_EQ(found.chosen(0), best_of_all(data, GetParam().modeler, convpen))
-        << problem.text() << found.listing();
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, GmsStatement,
-    testing::Values(SelectionRow{"bic", 1, ""}, SelectionRow{"cp", 2, ""},
-                    SelectionRow{"ssep", 6, "convpen 0.75\n"}, SelectionRow{"ric", 7, ""},
-                    SelectionRow{"madp", 8, "convpen 0.75\n"},
-                    SelectionRow{"cp_with_missing_values", 2, "", false, true},
-                    SelectionRow{"bic_scaled", 1, "scalebases 0\n"},
-                    SelectionRow{"madp_with_missing_values", 8, "convpen 0.75\n", false, true}),
     RowName());
 
 // --- beside the selection -----------------------------------------------------------------------
