@@ -20,6 +20,28 @@ bool stop_telling(ProblemReader& reader, Code code, int location, std::string_vi
   return stop(reader, code, location);
 }
 
+template <class T>
+void mend(RunState& run, std::string_view name, T& stored) {
+  double value = stored;
+  checkoption(run, name, value, true);
+  stored = static_cast<T>(value);
+}
+
+// Calls store what they are given; code stands on these numbers, so that one without a meaning is
+// replaced as in a file.
+void mend_choices(RunState& run) {
+  constexpr auto choices = std::to_array<std::string_view>(
+      {"modeler", "screener", "initializer", "sampler", "ncvf", "npenl", "sismult"});
+  for (const std::string_view name : choices) {
+    const Storage& storage = find_option(name)->storage;
+    if (const auto* whole = std::get_if<int Options::*>(&storage)) {
+      mend(run, name, run.options.*(*whole));
+    } else {
+      mend(run, name, run.options.*std::get<double Options::*>(storage));
+    }
+  }
+}
+
 bool check_required(ProblemReader& reader) {
   const RunState& run = reader.run;
   if (!seen(run, "ninputs")) {
@@ -153,6 +175,7 @@ bool check_groups(ProblemReader& reader) {
 }  // namespace
 
 bool finish_reading(ProblemReader& reader) {
+  mend_choices(reader.run);
   if (!check_required(reader)) return false;
   if (!check_data_given(reader)) return false;
   derive_batch_sizes(reader);

@@ -31,7 +31,7 @@ int term_cap(const RunState& run) {
 
 // Full enumeration covers sizes up to `enumall`; a negative option covers all.
 bool is_covered(const RunState& run, int terms) {
-  return run.options.enumall < 0 || terms - 1 <= run.options.enumall;
+  return run.options.enumall < 0 || terms - 1LL <= run.options.enumall;
 }
 
 void prepare_screener(RunState& run) {

@@ -127,8 +127,16 @@ int store_or_restore(RunState& run, const OptionName& option, double value) {
   return 0;
 }
 
+// Sizes that no array can have. Fewer points than none are no points, in the file as well.
+bool is_beyond_memory(const OptionRow& row, double value) {
+  if (!std::holds_alternative<int Sizes::*>(row.storage)) return false;
+  const bool may_be_negative = row.name == "ndata" || row.name == "nbank";
+  return value > most_whole || (value < 0.0 && !may_be_negative);
+}
+
 int set_number(RunState& run, std::string_view name, const OptionName& option, double value) {
   if (is_fixed(run, option)) return refuse(run, Code::keyword_twice, 388);
+  if (is_beyond_memory(*option.row, value)) return refuse(run, Code::out_of_memory, 442);
   if (const Refusal refusal = check_scalar(run, *option.row)) {
     return refuse(run, refusal.code, refusal.call_location);
   }

@@ -41,8 +41,8 @@ constexpr std::array<std::string_view, 3> sampler_names{"RANDOM", "DFO-SNOBFIT",
 // The name of an option's value; blank for a value without one.
 template <std::size_t n>
 std::string_view name_of(const std::array<std::string_view, n>& names, int value, int first) {
-  const int i = value - first;
-  return i >= 0 && i < static_cast<int>(n) ? names[static_cast<std::size_t>(i)] : "";
+  const long long i = static_cast<long long>(value) - first;
+  return i >= 0 && i < static_cast<long long>(n) ? names[static_cast<std::size_t>(i)] : "";
 }
 
 std::string base_name(const std::string& fname) {
@@ -55,7 +55,7 @@ std::string base_name(const std::string& fname) {
 void start_state(RunState& run) {
   cpu_start(run.timers, run.timers.t_total);
   run.status.runstarted = true;
-  run.memory.machine_bytes = physical_memory();
+  if (run.memory.machine_bytes == 0) run.memory.machine_bytes = physical_memory();
   use_one_algebra_thread();
   if (run.status.cmdcount < 0 && run.files.fname.empty()) run.files.fname = "trvapi";
   run.status.processid = process_number();

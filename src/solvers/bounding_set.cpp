@@ -109,6 +109,7 @@ bool fill_initial_set(RunState& run, CRELEM& set) {
   std::vector<double> point(at(run.sizes.ninputs));
   if (run.options.crcorner && !add_corners(run, set, point)) return false;
   for (int p = 0; p < run.options.crninitial; ++p) {
+    if (timeup(run)) return false;
     draw_in_box(run, point);
     if (!add_initial_point(run, set, point)) return false;
   }

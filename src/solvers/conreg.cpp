@@ -129,7 +129,8 @@ void test_present_set(Pass& pass) {
 bool make_room(Pass& pass) {
   long long total = pass.set.crndata;
   for (std::size_t kind = 0; kind < kinds; ++kind) {
-    if (pass.in_force[kind]) total += std::max(pass.run.options.crnviol - pass.found[kind], 0);
+    const long long room = pass.run.options.crnviol - static_cast<long long>(pass.found[kind]);
+    if (pass.in_force[kind]) total += std::max(room, 0LL);
   }
   pass.ntotal = static_cast<int>(std::min<long long>(total, 1000000000));
   return grow_bounding_set(pass.run, pass.set, pass.set.crndata);
@@ -153,6 +154,7 @@ bool try_random_points(Pass& pass) {
   RunState& run = pass.run;
   for (int trial = 0; trial < run.options.crntrials && pass.set.crndata < pass.ntotal; ++trial) {
     if (pass.has_enough_of_all()) break;
+    if (timeup(run)) return false;
     draw_in_box(run, pass.point);
     if (!place(pass, pass.point)) return false;
     if (impose(pass, pass.set.crndata, true)) keep(pass, PointOrigin::random_trial);

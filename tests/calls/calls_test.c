@@ -506,6 +506,21 @@ static void one_number_of_terms_for_all_outputs(void) {
   }
 }
 
+/* Calls store what they are given; a run makes the best of it. */
+static void numbers_without_a_meaning(void) {
+  const char* const names[] = {"modeler", "screener", "initializer", "sampler",
+                               "ncvf",    "npenl",    "funform",     "enumall",
+                               "enum1",   "maxterms", "builder",     "constant"};
+  const int value = 1 - 2147483647 - 1;
+  for (size_t i = 0; i < sizeof names / sizeof *names; ++i) EXPECT(0, trvsetint(names[i], &value));
+  EXPECT(0, set_real("sismult", -5));
+  run_normally(1);
+  EXPECT(0, trvinit());
+  for (size_t i = 0; i < sizeof names / sizeof *names; ++i)
+    EXPECT(0, set_int(names[i], 2147483647));
+  run_normally(1);
+}
+
 static void calls_after_a_run(void) {
   const int whole = 1;
   const double one = 1;
@@ -635,6 +650,7 @@ static const struct {
     CASE(data_in_two_lists),
     CASE(two_outputs_one_of_them_ignored),
     CASE(one_number_of_terms_for_all_outputs),
+    CASE(numbers_without_a_meaning),
     CASE(calls_after_a_run),
     CASE(failed_calls_change_nothing),
     CASE(a_file_on_top_of_calls),
