@@ -178,6 +178,8 @@ def _given_labels(name: str, labels: Any, counts: Sequence[int]) -> list[str]:
         labels = labels.split()
     if len(labels) not in counts or not all(isinstance(label, str) for label in labels):
         raise ValueError(f"{name} must have {counts[0]} texts, not {labels!r}")
+    if len({label.lower() for label in labels}) < len(labels):
+        raise ValueError(f"{name} has a name twice: {labels!r}")
     return list(labels)
 
 
