@@ -7,6 +7,7 @@ import re
 import signal
 import threading
 import time
+from importlib.metadata import version
 
 import numpy as np
 import pytest
@@ -71,8 +72,6 @@ def test_a_second_run_after_trvinit():
 
 
 def test_version_is_that_of_the_package():
-    from importlib.metadata import version
-
     assert __version__ == ".".join(map(str, calls.trvgetversion()))
     assert tuple(map(int, version("torve").split("."))) == calls.trvgetversion()
 

@@ -29,7 +29,7 @@ def documented():
     """The keywords and sections on the page about the problem file."""
     page = (ROOT / "docs" / "problem-file.md").read_text()
     page = page[page.index("## Sections") : page.index("### Other names")]
-    return {word for word in re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE)}
+    return set(re.findall(r"^\| `(\w+)` \|", page, re.MULTILINE))
 
 
 def test_every_option_is_a_parameter_or_told_to_be_none():

@@ -61,9 +61,9 @@ def test_pipeline():
 
 
 def test_pickle_and_clone():
-    model = TorveRegressor(
-        custom_bases=["a^2"], grbfcns=True, xlabels=["a", "b"], maxterms=3
-    ).fit(X, Y)
+    model = TorveRegressor(custom_bases=["a^2"], grbfcns=True, xlabels=["a", "b"], maxterms=3).fit(
+        X, Y
+    )
     again = pickle.loads(pickle.dumps(model))
     np.testing.assert_array_equal(again.predict(X), model.predict(X))
     assert again.model_ == model.model_

@@ -322,7 +322,7 @@ def scratch_folder(scratch: Any) -> str | None:
     """Return the absolute name of a scratch folder, which must not hold anything yet."""
     if scratch is None:
         return None
-    folder = os.path.abspath(scratch)
+    folder: str = os.path.abspath(scratch)
     # The program would remove what is there.
     if os.path.lexists(folder) and not (os.path.isdir(folder) and not os.listdir(folder)):
         raise ValueError(f"the scratch folder exists and isn't empty: {folder}")

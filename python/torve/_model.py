@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 from collections.abc import Mapping, Sequence
 from dataclasses import dataclass, field
 from typing import Any, Callable
@@ -114,10 +115,12 @@ class Catalogue:
         x = [X[:, j] / self.scales[j] for j in range(X.shape[1])]
         with np.errstate(all="ignore"):
             value, refused = _FAMILIES[term.family](self, term, x)
-            value = np.broadcast_to(np.asarray(value, dtype=float), (len(X),))
+            value: np.ndarray = np.broadcast_to(np.asarray(value, dtype=float), (len(X),))
             if self.preset is not None:
-                return np.where(refused, self.preset, value)
-        return np.where(np.isfinite(value), value, np.nan)
+                value = np.where(refused, self.preset, value)
+            else:
+                value = np.where(np.isfinite(value), value, np.nan)
+        return value
 
 
 # --- families -------------------------------------------------------------------------------------
@@ -136,7 +139,8 @@ def _unsafe(base: np.ndarray, exponent: float) -> np.ndarray:
     if exponent in (0.0, 1.0):
         return np.ones(base.shape, dtype=bool)
     too_large = (base > 0.0) & (exponent * np.log(base) > np.log(_COLUMN_LIMIT))
-    return np.isnan(base) | (base == 0.0) | ((base < 0.0) & (not whole)) | too_large
+    unsafe: np.ndarray = np.isnan(base) | (base == 0.0) | ((base < 0.0) & (not whole)) | too_large
+    return unsafe
 
 
 def _guarded_power(base: np.ndarray, exponent: float) -> _Values:
@@ -217,7 +221,10 @@ _FAMILIES: dict[str, Callable[[Catalogue, Term, _Inputs], _Values]] = {
 
 def _nearest_whole(value: np.ndarray) -> np.ndarray:
     whole = np.trunc(value)
-    return np.where(np.abs(value - whole) >= 0.5, whole + np.copysign(1.0, value), whole)
+    nearest: np.ndarray = np.where(
+        np.abs(value - whole) >= 0.5, whole + np.copysign(1.0, value), whole
+    )
+    return nearest
 
 
 @dataclass(frozen=True)
@@ -254,7 +261,7 @@ class OutputModel:
     @property
     def constant(self) -> float:
         """The constant term, 0 without one."""
-        return sum(term.coefficient for term in self.terms if term.family == "const")
+        return math.fsum(term.coefficient for term in self.terms if term.family == "const")
 
     def predict(self, catalogue: Catalogue, X: np.ndarray) -> np.ndarray:
         """Return the model's values.

@@ -99,10 +99,10 @@ def _number(option: Option, value: Any) -> float:
     whole = option.kind != "real"
     if option.name == "modeler" and isinstance(value, str):
         value = _modeler(value)
-    allowed = Integral if whole else Real
-    if isinstance(value, Real) and whole and float(value).is_integer():
+    if isinstance(value, (float, np.floating)) and whole and float(value).is_integer():
         value = int(value)
-    if not isinstance(value, (allowed, np.bool_)):
+    kinds: tuple[Any, ...] = (Integral if whole else Real, np.bool_)
+    if not isinstance(value, kinds):
         wanted = "a whole number" if whole else "a number"
         raise TypeError(f"{option.name} must be {wanted}, not {value!r}")
     if not np.isfinite(float(value)):

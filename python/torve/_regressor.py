@@ -309,8 +309,8 @@ class TorveRegressor(RegressorMixin, BaseEstimator):
             like the logarithm of a negative number.
         """
         check_is_fitted(self)
-        X = _scikit.validate(self, X, reset=False)
-        values = [model.predict(self._catalogue, X) for model in self._models]
+        points = _scikit.validate(self, X, reset=False)
+        values = [model.predict(self._catalogue, points) for model in self._models]
         return values[0] if self._is_flat else np.column_stack(values)
 
     def transform_outputs(self, X: ArrayLike, y: ArrayLike) -> np.ndarray:
@@ -326,12 +326,12 @@ class TorveRegressor(RegressorMixin, BaseEstimator):
         ndarray of the shape that `predict` has
         """
         check_is_fitted(self)
-        X = _scikit.validate(self, X, reset=False)
-        columns = [X[:, j] for j in range(X.shape[1])]
-        columns += list(_scikit.finite_or_missing(y, "y").reshape(len(X), -1).T)
+        inputs = _scikit.validate(self, X, reset=False)
+        columns = list(inputs.T)
+        columns += list(_scikit.finite_or_missing(y, "y").reshape(len(inputs), -1).T)
         for formula in self._transforms:
             columns.append(formula(columns))
-        outputs = columns[X.shape[1] :]
+        outputs = columns[inputs.shape[1] :]
         wanted = [column for column, is_modelled in zip(outputs, self._modelled) if is_modelled]
         return wanted[0] if self._is_flat else np.column_stack(wanted)
 

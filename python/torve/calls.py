@@ -21,6 +21,8 @@ Examples
 ...     calls.trvsetint("ndata", 4)
 ...     calls.trvsetrealvector("xdata", [0, 1, 2, 3])
 ...     calls.trvsetrealvector("zdata", [1, 3, 5, 7])
+...     calls.trvsetint("print_to_file", 0)
+...     calls.trvsetint("usescratch", 0)
 ...     screen = calls.trvrun(capture=True)
 ...     model = calls.trvgetmodel(1)
 >>> model.split(" = ")[0].strip()
