@@ -114,8 +114,8 @@ class Catalogue:
         """
         x = [X[:, j] / self.scales[j] for j in range(X.shape[1])]
         with np.errstate(all="ignore"):
-            value, refused = _FAMILIES[term.family](self, term, x)
-            value: np.ndarray = np.broadcast_to(np.asarray(value, dtype=float), (len(X),))
+            found, refused = _FAMILIES[term.family](self, term, x)
+            value: np.ndarray = np.broadcast_to(np.asarray(found, dtype=float), (len(X),))
             if self.preset is not None:
                 value = np.where(refused, self.preset, value)
             else:
