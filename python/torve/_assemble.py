@@ -166,6 +166,12 @@ def read_data(estimator: Any, X: Any, y: Any, more: Sets) -> Data:
 # --- names ----------------------------------------------------------------------------------------
 
 
+def _listed(formulas: Any) -> list[Any]:
+    if formulas is None:
+        return []
+    return [formulas] if isinstance(formulas, str) else list(formulas)
+
+
 def _numbered(letter: str, count: int, taken: Sequence[str]) -> list[str]:
     names = [f"{letter}{i + 1}" for i in range(count)]
     used = {name.lower() for name in taken}
@@ -194,7 +200,8 @@ def _name_variables(estimator: Any, data: Data, transforms: Mapping[str, str]) -
         outputs = _given_labels("zlabels", estimator.zlabels, counts)
     if len(outputs) == given:
         outputs = outputs + list(transforms)
-    in_formulas = bool(transforms or estimator.custom_bases or estimator.custom_constraints)
+    formulas = _listed(estimator.custom_bases) + _listed(estimator.custom_constraints)
+    in_formulas = bool(transforms or formulas)
     return Names.of(inputs, outputs, in_formulas)
 
 
@@ -203,8 +210,7 @@ def _named_transforms(transforms: Any, given: int) -> dict[str, str]:
         return {}
     if isinstance(transforms, Mapping):
         return {str(name): str(formula) for name, formula in transforms.items()}
-    formulas = [transforms] if isinstance(transforms, str) else list(transforms)
-    return {f"Z{given + i + 1}": str(formula) for i, formula in enumerate(formulas)}
+    return {f"Z{given + i + 1}": str(formula) for i, formula in enumerate(_listed(transforms))}
 
 
 # --- formulas -------------------------------------------------------------------------------------
@@ -224,9 +230,7 @@ def _formula(text: str, names: Mapping[str, str], labels: Sequence[str], code: i
 
 
 def _custom_bases(estimator: Any, names: Names) -> list[str]:
-    formulas = estimator.custom_bases or ()
-    if isinstance(formulas, str):
-        formulas = [formulas]
+    formulas = _listed(estimator.custom_bases)
     to_labels = names.to_labels(inputs_only=True)
     return [_formula(f, to_labels, names.input_labels, _CUSTOM_SYNTAX) for f in formulas]
 
@@ -238,8 +242,7 @@ def _transforms(formulas: Mapping[str, str], names: Names) -> list[str]:
 
 
 def _constraints(estimator: Any, names: Names) -> list[tuple[int, str]]:
-    given = estimator.custom_constraints or ()
-    rows = [given] if isinstance(given, str) else list(given)
+    rows = _listed(estimator.custom_constraints)
     constraints = []
     for row in rows:
         output, text = (0, row) if isinstance(row, str) else row
@@ -296,7 +299,6 @@ def assemble(estimator: Any, data: Data) -> _problem.Problem:
     """
     transforms = _named_transforms(estimator.transforms, data.Z.shape[1])
     names = _name_variables(estimator, data, transforms)
-    estimator._input_names = names.inputs
     xmin, xmax = _box(estimator, data, names.inputs)
     problem = _problem.Problem(
         names=names,

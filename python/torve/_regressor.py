@@ -261,6 +261,7 @@ class TorveRegressor(RegressorMixin, BaseEstimator):
 
     def _keep(self, outcome: Outcome, names: Any, is_flat: bool) -> None:
         results = outcome.results
+        self._input_names = names.inputs
         self._catalogue = Catalogue.of(results)
         self._models = [
             _output_model(output, text, name, names)
