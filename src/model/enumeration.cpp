@@ -6,6 +6,7 @@
 #include "basis/groups.h"
 #include "model/combinations.h"
 #include "model/debug_lines.h"
+#include "model/fast_enumeration.h"
 #include "model/fit.h"
 #include "model/trvolr.h"
 
@@ -27,20 +28,6 @@ void recall_best(RunState& run, int k) {
   const int nbas = run.sizes.nbas;
   std::copy_n(models.bestbeta.column(k, nbas).data(), nbas, models.thisbeta.data());
   std::copy_n(models.bestchosen.column(k, nbas).data(), nbas, models.thischoice.data());
-}
-
-// Tries the subset in thischoice. The result is its mean error by the plain formula, whatever the
-// metric.
-double try_subset(RunState& run, int k, int size, const MetricRules& rules, ModelValue& best,
-                  bool& failed_fit) {
-  const Candidate candidate = value_candidate(run, k, size, rules);
-  failed_fit = candidate.failed;
-  const double error = std::sqrt(candidate.fit) / run.sizes.ndata;
-  if (better(candidate.metric, candidate.fit, best.metric, best.fit)) {
-    best = {candidate.metric, error, candidate.fit};
-    keep_best(run, k);
-  }
-  return error;
 }
 
 int chosen_terms(const RunState& run, int k) {
@@ -73,7 +60,39 @@ void debug_enum1_exit(RunState& run, const ModelValue& best, bool failed_fit) {
   debug_logical(run, "    failed      = ", failed_fit);
 }
 
+// Fits one subset after the other. True when a regression failed.
+bool try_all(RunState& run, int k, int size, const MetricRules& rules, ModelValue& best) {
+  const std::size_t nbas = at(run.sizes.nbas);
+  const ColumnMask screened = run.models.screened.first(nbas);
+  const std::span<bool> choice = run.models.thischoice.first(nbas);
+  const double tolerance = run.outputs.tolmeanerror[at(k)];
+  const bool grouped = run.groups.groupcon[at(k)];
+  bool failed_fit = false;
+  first_subset(screened, size, choice);
+  do {
+    const bool forbidden = grouped && groupviolated(run, k, choice);
+    // A subset that breaks a group rule isn't fitted and has an error that ends nothing.
+    const double error =
+        forbidden ? forbidden_error : try_subset(run, k, size, rules, best, failed_fit);
+    if (failed(run) || (forbidden ? timeup(run) : timeup_lately(run))) break;
+    if (failed_fit || error <= tolerance) break;
+  } while (next_subset(screened, choice));
+  return failed_fit;
+}
+
 }  // namespace
+
+double try_subset(RunState& run, int k, int size, const MetricRules& rules, ModelValue& best,
+                  bool& failed_fit) {
+  const Candidate candidate = value_candidate(run, k, size, rules);
+  failed_fit = candidate.failed;
+  const double error = std::sqrt(candidate.fit) / run.sizes.ndata;
+  if (better(candidate.metric, candidate.fit, best.metric, best.fit)) {
+    best = {candidate.metric, error, candidate.fit};
+    keep_best(run, k);
+  }
+  return error;
+}
 
 Candidate value_candidate(RunState& run, int k, int p) {
   return value_candidate(run, k, p, metric_rules(run));
@@ -91,24 +110,13 @@ Candidate value_candidate(RunState& run, int k, int p, const MetricRules& rules)
 
 bool trvenum1(RunState& run, int k, int size, ModelValue& best) {
   if (debugging(run)) debug_enum1_entry(run, k, size, best);
-  const std::size_t nbas = at(run.sizes.nbas);
-  const ColumnMask screened = run.models.screened.first(nbas);
-  const std::span<bool> choice = run.models.thischoice.first(nbas);
-  const double tolerance = run.outputs.tolmeanerror[at(k)];
-  const bool grouped = run.groups.groupcon[at(k)];
   MetricRules rules = metric_rules(run);
   rules.log_n = std::log(static_cast<double>(run.sizes.ndata));
   const FitSeries series(run, k);
   bool failed_fit = false;
-  first_subset(screened, size, choice);
-  do {
-    const bool forbidden = grouped && groupviolated(run, k, choice);
-    // A subset that breaks a group rule isn't fitted and has an error that ends nothing.
-    const double error =
-        forbidden ? forbidden_error : try_subset(run, k, size, rules, best, failed_fit);
-    if (failed(run) || (forbidden ? timeup(run) : timeup_lately(run))) break;
-    if (failed_fit || error <= tolerance) break;
-  } while (next_subset(screened, choice));
+  if (!enumerate_fast(run, k, size, rules, best, failed_fit)) {
+    failed_fit = try_all(run, k, size, rules, best);
+  }
   recall_best(run, k);
   if (debugging(run)) debug_enum1_exit(run, best, failed_fit);
   return failed_fit;

@@ -28,6 +28,10 @@ void dlarfg_(const int* n, double* alpha, double* x, const int* incx, double* ta
 // Columns of X into the order k, forward: column k(j) moves to place j.
 void dlapmt_(const int* forward, const int* m, const int* n, double* x, const int* ldx, int* k);
 
+// A = Q R. lwork >= n; -1 asks for the best size.
+void dgeqrf_(const int* m, const int* n, double* a, const int* lda, double* tau, double* work,
+             const int* lwork, int* info);
+
 // A P = Q R with column pivoting. lwork >= 3 n + 1.
 void dgeqp3_(const int* m, const int* n, double* a, const int* lda, int* jpvt, double* tau,
              double* work, const int* lwork, int* info);

@@ -461,6 +461,7 @@ void let_lasso_win(Selection& s) {
 
 void trvsurr1(RunState& run, int k, int nmax, bool doenum) {
   Selection s(run, k, nmax, doenum);
+  run.walk.output = -1;  // points and columns may have changed
   trvprint(run, "");
   trvprint(run, "Model building for variable " + run.outputs.zlabels[at(k)]);
   trvscreen(run, k);

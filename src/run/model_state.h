@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "run/arrays.h"
+#include "run/subset_triangle.h"
 
 namespace torve {
 
@@ -87,6 +88,16 @@ struct LeastSquares {
   int nbasgsi = 0;      // largest system of the Gauss-Seidel method
   int query_rows = -1;  // size of the last work space query of DGELS
   int query_columns = -1;
+};
+
+// Enumeration without a fit for each subset.
+struct FastWalk {
+  bool allowed = true;       // false: every subset is fitted, for tests and measurements
+  int output = -1;           // whose triangle this is; -1: of none
+  bool usable = false;       // the triangle can be relied on
+  int nrows = 0;             // rows that went into it
+  std::vector<int> columns;  // columns that went into it, in order
+  fast_walk::Triangle triangle;
 };
 
 // Work space of the screeners.

@@ -21,6 +21,7 @@ void release_arrays(RunState& run) {
   run.groups = Groups{};
   run.models = Models{};
   run.lsq = LeastSquares{};
+  run.walk = FastWalk{};
   run.screening = Screening{};
   run.quality = Quality{};
   run.memory.clear();

@@ -31,6 +31,7 @@ struct RunState {
   Groups groups;
   Models models;
   LeastSquares lsq;
+  FastWalk walk;
   Screening screening;
   Quality quality;
   Timers timers;

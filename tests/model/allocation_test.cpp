@@ -10,6 +10,7 @@
 #include "basis/catalogue.h"
 #include "input/problem_reader.h"
 #include "model/enumeration.h"
+#include "model/fast_walk/walk.h"
 #include "model/fit.h"
 #include "support/sample_problem.h"
 
@@ -66,7 +67,7 @@ long long allocations_of(const RunState& run, Work work) {
   return allocations + run.memory.requests - before;
 }
 
-TEST(Counting, sees_operator_new_and_arrays) {
+TEST(Counter, sees_operator_new_and_arrays) {
   RunState run;
   torve::Array<double> array;
   EXPECT_EQ(allocations_of(run, [] { std::string(1000, ' '); }), 1);
@@ -88,6 +89,7 @@ TEST_P(Enumeration, allocates_nothing_once_the_work_space_is_there) {
   const EnumerationCase& row = GetParam();
   RunState run;
   torve::test::fill_selection(run, row.rows, 12);
+  run.walk.allowed = false;  // every subset is fitted
   run.options.modeler = row.modeler;
   for (int i = 0; row.missing && i < row.rows; i += 5) run.points.simulated(i, 0) = false;
   ModelValue first;
@@ -124,6 +126,39 @@ TEST_P(Enumeration, values_each_subset_to_the_last_bit) {
     const double value = torve::value_candidate(run, 0, row.size).fit;
     EXPECT_EQ(value, torve::fit(run, 0));
   }
+}
+
+// The work space of a walk on the triangle is made once for a size, however many subsets it has.
+TEST(Walk, allocates_the_same_for_any_number_of_subsets) {
+  const auto allocations_with = [](int columns) {
+    RunState run;
+    torve::test::fill_selection(run, 40, columns);
+    ModelValue best;
+    const long long made = allocations_of(run, [&] { torve::trvenum1(run, 0, 4, best); });
+    EXPECT_TRUE(run.walk.usable);
+    return made;
+  };
+  EXPECT_EQ(allocations_with(13), allocations_with(26));
+}
+
+// Counts what is allocated while it gets subsets.
+class Counting : public torve::fast_walk::Visitor {
+ public:
+  bool subset(std::uint64_t, std::span<const int>, double) override { return ++subsets > 0; }
+  bool pause(std::uint64_t) override { return true; }
+  long long subsets = 0;
+};
+
+TEST(Walk, allocates_nothing_while_it_goes_on) {
+  RunState run;
+  torve::test::fill_selection(run, 40, 20);
+  ModelValue best;
+  torve::trvenum1(run, 0, 4, best);
+  torve::fast_walk::Walk walk(run.walk.triangle, 4, torve::fast_walk::widest_kernels());
+  Counting visitor;
+  visitor.limit = 1e300;  // every subset is handed over
+  EXPECT_EQ(allocations_of(run, [&] { walk.run(visitor); }), 0);
+  EXPECT_EQ(visitor.subsets, 4845);
 }
 
 class CatalogueRows : public testing::TestWithParam<std::pair<const char*, const char*>> {};
