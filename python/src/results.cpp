@@ -25,8 +25,8 @@ using torve::TRVSPACE;
 
 // The words of the problem file for kinds of columns, in the order of the families.
 constexpr std::array<const char*, torve::families> family_words{
-    "lin",    "log",    "exp",   "sin",  "cos",  "mono", "multi2",
-    "multi3", "ratio",  "grbf",  "prbf", "lk",   "cust", "const"};
+    "lin",    "log",   "exp",  "sin",  "cos", "mono", "multi2",
+    "multi3", "ratio", "grbf", "prbf", "lk",  "cust", "const"};
 
 template <class T>
 py::list first_of(const torve::Array<T>& array, int count) {

@@ -53,6 +53,35 @@ def thin_plate(X, point):
     return np.where(r >= 1.0, r**2 * np.log(np.maximum(r, 1.0)), (r**2 - 1.0) * np.log(r**r))
 
 
+def test_excluded_input_has_no_part_in_distances():
+    parameters = {"linfcns": False, "grbfcns": True, "exclude": [0, 1, 0], "maxterms": 2}
+    y = gaussian(X3[:, [0, 2]], 3)
+    model, program = fit_and_program_values(parameters, X3, y, NEW3)
+    assert model.terms_
+    assert_same(model.predict(NEW3), program[:, 0])
+
+
+# Formulas that aren't defined at some of the points, where a value takes the place that the rest of
+# the formula could make look like one.
+UNDEFINED = {
+    "division": ("1/(1/(X1-1))", [1, 2, 3]),
+    "power": ("1/(X1-1)^(-2)", [1, 2, 3]),
+    "root of a power": ("(X1-1)^0.5 + 1", [0, 1, 2]),
+    "logarithm": ("0*log(X1-1)+1", [0, 1, 2]),
+}
+
+
+@pytest.mark.parametrize("case", UNDEFINED)
+def test_where_a_formula_is_not_defined(case):
+    formula, points = UNDEFINED[case]
+    inputs = np.linspace(1.5, 3, 9)[:, None]
+    parameters = {"linfcns": False, "custom_bases": [formula], "xmin": 0, "xmax": 4}
+    model = TorveRegressor(**parameters).fit(inputs, inputs[:, 0])
+    values = model._catalogue.custom[0]([np.array(points, dtype=float)])
+    assert np.isnan(values[0])
+    assert np.isfinite(values[-1])
+
+
 def random_case(seed):
     rng = np.random.default_rng(seed)
     n, k = int(rng.integers(1, 5)), int(rng.integers(1, 4))

@@ -345,7 +345,7 @@ def test_listing(tmp_path, monkeypatch):
 def test_trace(tmp_path, monkeypatch):
     monkeypatch.chdir(tmp_path)
     TorveRegressor(trace=True, listing=True).fit(X, Y)
-    TorveRegressor(tracefname="other.trc").fit(X, Y)
+    TorveRegressor(tracefname="other.trc", listing=True).fit(X, Y)
     assert sorted(path.name for path in tmp_path.iterdir()) == ["other.trc", "trace.trc"]
     assert len((tmp_path / "trace.trc").read_text().splitlines()) == 2
 
