@@ -13,7 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array searched = {"src", "docs", "README.md", "examples", "scripts", "tests"};
+constexpr std::array searched = {"src",   "docs",  "README.md", "examples", "scripts",
+                                 "tests", "bench", "fuzz",      "cmake",    "python"};
 
 // References to texts that a reader of the project doesn't have. The literals are split, so that
 // this file doesn't hold the words itself.
@@ -30,14 +31,23 @@ bool holds_forbidden_words(const std::string& text) {
   return std::regex_search(text, forbidden());
 }
 
+bool is_left_by_a_tool(const fs::path& path) {
+  const std::string name = path.filename().string();
+  return name.starts_with('.') || name == "__pycache__";
+}
+
 std::vector<fs::path> searched_files() {
   std::vector<fs::path> files;
   for (const char* name : searched) {
     const fs::path path = fs::path(TORVE_SOURCE_DIR) / name;
     if (fs::is_regular_file(path)) files.push_back(path);
     if (!fs::is_directory(path)) continue;
-    for (const auto& entry : fs::recursive_directory_iterator(path)) {
-      if (entry.is_regular_file()) files.push_back(entry.path());
+    for (auto entry = fs::recursive_directory_iterator(path); entry != fs::end(entry); ++entry) {
+      if (is_left_by_a_tool(entry->path())) {
+        entry.disable_recursion_pending();
+      } else if (entry->is_regular_file()) {
+        files.push_back(entry->path());
+      }
     }
   }
   std::ranges::sort(files);
