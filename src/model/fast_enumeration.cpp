@@ -24,7 +24,7 @@ constexpr double infinite = std::numeric_limits<double>::infinity();
 constexpr double near_the_best = 1.0 + 1e-6;
 
 constexpr std::size_t most_waiting = 1024;  // subsets before they are fitted
-constexpr std::size_t few_waiting = 64;     // so few are fitted without a second look
+constexpr std::size_t few_waiting = 2;      // so few are fitted without a second look
 
 // The largest percentage error is at least this many times the root of the mean square: for every
 // row the error counts at least so much.

@@ -25,7 +25,8 @@ double length_of(const double* column, int rows) {
 int normalise(double* column, int rows, double length) {
   if (length == 0.0) return 0;
   const int exponent = std::ilogb(length);
-  for (int i = 0; i < rows; ++i) column[i] = std::ldexp(column[i], -exponent);
+  const double power = std::ldexp(1.0, -std::clamp(exponent, -largest_exponent, largest_exponent));
+  for (int i = 0; i < rows; ++i) column[i] *= power;
   return exponent;
 }
 
