@@ -88,6 +88,7 @@ class Fitter : public fast_walk::Visitor {
         before_(run, k, best) {
     ranks_.reserve(most_waiting);
     values_.reserve(most_waiting);
+    looks_.reserve(most_waiting);
     columns_.reserve(most_waiting * at(size));
     is_madp_ = run.options.modeler == static_cast<int>(Metric::madp);
     if (is_madp_) {
@@ -179,29 +180,46 @@ class Fitter : public fast_walk::Visitor {
     return fit_all(false);
   }
 
+  // A subset that may end the walk leaves the best of those ahead of it as the winner; behind the
+  // last such subset only the best of all can win.
   void drop_losers() {
+    looks_.clear();
+    std::size_t behind_ends = 0;
+    double best_of_all = best_fit_;
+    for (std::size_t i = 0; i < ranks_.size(); ++i) {
+      looks_.push_back(look_at(i));
+      best_of_all = std::min(best_of_all, looks_[i].highest);
+      if (looks_[i].lowest <= ending_value()) behind_ends = i + 1;
+    }
     std::size_t kept = 0;
     double best = best_fit_;
     for (std::size_t i = 0; i < ranks_.size(); ++i) {
-      const std::span<const int> columns(columns_.data() + i * at(size_), at(size_));
-      if (values_[i] >= 0.0) {
-        const fast_walk::Look look = look_.at(columns);
-        const bool is_sure = look.ratio >= triangle_.least_ratio;
-        best = std::min(best, is_sure ? look.sse + look.error : best);
-        if (is_sure && look.sse - look.error > best && look.sse - look.error > ending_value()) {
-          continue;
-        }
-      }
+      best = i < behind_ends ? std::min(best, looks_[i].highest) : best_of_all;
+      if (looks_[i].lowest > best && looks_[i].lowest > ending_value()) continue;
       ranks_[kept] = ranks_[i];
       values_[kept] = values_[i];
-      std::copy(columns.begin(), columns.end(),
-                columns_.begin() + static_cast<std::ptrdiff_t>(kept * at(size_)));
+      std::copy_n(columns_.begin() + offset(i), size_, columns_.begin() + offset(kept));
       ++kept;
     }
     ranks_.resize(kept);
     values_.resize(kept);
     columns_.resize(kept * at(size_));
   }
+  std::ptrdiff_t offset(std::size_t i) const { return static_cast<std::ptrdiff_t>(i) * size_; }
+
+  // Between which values the sum of squares of a waiting subset lies.
+  struct Range {
+    double lowest;
+    double highest;
+  };
+  Range look_at(std::size_t i) {
+    constexpr Range any{-infinite, infinite};
+    if (values_[i] < 0.0) return any;
+    const fast_walk::Look look = look_.at({columns_.data() + offset(i), at(size_)});
+    if (look.ratio < triangle_.least_ratio) return any;
+    return {look.sse - look.error, look.sse + look.error};
+  }
+
   // The sum of squares of a subset that ends the walk, without a margin.
   double ending_value() const {
     const double tolerance = run_.outputs.tolmeanerror[at(k_)] * run_.sizes.ndata;
@@ -271,6 +289,7 @@ class Fitter : public fast_walk::Visitor {
   std::uint64_t past_ = 0;  // subsets that the walk is past
   std::vector<std::uint64_t> ranks_;
   std::vector<double> values_;
+  std::vector<Range> looks_;
   std::vector<int> columns_;  // size_ for each
 };
 
