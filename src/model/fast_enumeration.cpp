@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "model/debug_lines.h"
@@ -11,6 +12,7 @@
 #include "model/fast_walk/walk.h"
 #include "model/fit.h"
 #include "model/masks.h"
+#include "model/subset_classes.h"
 
 namespace torve {
 
@@ -77,7 +79,9 @@ struct Before {
 // Keeps what the walk hands over until it is fitted. Sums of squares are in the triangle's units.
 class Fitter : public fast_walk::Visitor {
  public:
-  Fitter(RunState& run, int k, int size, const MetricRules& rules, ModelValue& best)
+  // `classes`: the group rules of the output, or null.
+  Fitter(RunState& run, int k, int size, const MetricRules& rules, ModelValue& best,
+         const SubsetClasses* classes)
       : run_(run),
         k_(k),
         size_(size),
@@ -85,7 +89,9 @@ class Fitter : public fast_walk::Visitor {
         best_(best),
         triangle_(run.walk.triangle),
         look_(triangle_, size),
+        classes_(classes),
         before_(run, k, best) {
+    has_rules = classes != nullptr;
     ranks_.reserve(most_waiting);
     values_.reserve(most_waiting);
     looks_.reserve(most_waiting);
@@ -111,7 +117,10 @@ class Fitter : public fast_walk::Visitor {
     renew_limit();
   }
 
+  bool is_hopeless(std::span<const int> prefix) override { return classes_->is_hopeless(prefix); }
+
   bool subset(std::uint64_t rank, std::span<const int> columns, double sse) override {
+    if (has_rules && !classes_->allows(columns)) return true;
     if (ranks_.size() == most_waiting && !settle()) return false;
     ranks_.push_back(rank);
     values_.push_back(sse);
@@ -144,7 +153,7 @@ class Fitter : public fast_walk::Visitor {
       settle();
     }
     charge_time();
-    const std::uint64_t unfitted = past_ - fitted_;
+    const std::uint64_t unfitted = subsets_past(all) - fitted_;
     count_up(run_.counters.numOLRs, unfitted);
     count_up(run_.counters.OLRdgelCalls, unfitted);
     count_up(run_.models.olrcalls[at(k_)], unfitted);
@@ -158,6 +167,11 @@ class Fitter : public fast_walk::Visitor {
   double scaled(double f) const { return std::ldexp(f, -triangle_.exponent); }
   double with_margin(double square) const {
     return square * near_the_best + triangle_.margin * triangle_.yy;
+  }
+  // The subsets that a fit of each would have fitted.
+  std::uint64_t subsets_past(std::uint64_t all) const {
+    if (!has_rules) return past_;
+    return past_ == all ? classes_->allowed() : classes_->allowed_among(past_);
   }
   // The sum of squares that goes with a fit, or that a fit can't be below.
   double square_of_fit(double f) const {
@@ -276,6 +290,7 @@ class Fitter : public fast_walk::Visitor {
   ModelValue& best_;
   const Triangle& triangle_;
   fast_walk::TriangleFit look_;
+  const SubsetClasses* classes_;
   Before before_;
   bool is_madp_ = false;
   double weight_ = 1.0;
@@ -315,7 +330,7 @@ bool rises_with_squares(const RunState& run) {
 
 bool applies(RunState& run, int k, int size, std::uint64_t subsets, int columns) {
   if (!run.walk.allowed || debugging(run) || run.models.conreg[at(k)]) return false;
-  if (run.groups.groupcon[at(k)] || !run.options.olrdgels || size < 2) return false;
+  if (!run.options.olrdgels || size < 2) return false;
   if (run.lsq.seriesrows < size || !rises_with_squares(run)) return false;
   // A reduction of the data and what else has to be made once must be worth it.
   if (subsets < std::max<std::uint64_t>(64, 2 * static_cast<std::uint64_t>(columns))) return false;
@@ -350,8 +365,13 @@ bool enumerate_fast(RunState& run, int k, int size, const MetricRules& rules, Mo
   const int columns = static_cast<int>(std::count(screened.begin(), screened.end(), true));
   const std::uint64_t subsets = fast_walk::binomial(columns, size);
   if (!applies(run, k, size, subsets, columns) || !has_triangle(run, k)) return false;
+  std::optional<SubsetClasses> classes;
+  if (run.groups.groupcon[at(k)]) {
+    classes = SubsetClasses::make(run, k, run.walk.columns, size);
+    if (!classes) return false;
+  }
   fast_walk::Walk walk(run.walk.triangle, size, fast_walk::widest_kernels());
-  Fitter fitter(run, k, size, rules, best);
+  Fitter fitter(run, k, size, rules, best, classes ? &*classes : nullptr);
   walk.run(fitter);
   fitter.finish(subsets);
   if (fitter.missed_some()) {

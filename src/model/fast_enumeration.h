@@ -13,7 +13,7 @@ double try_subset(RunState& run, int k, int size, const MetricRules& rules, Mode
 // bit, the same counts. All subsets are valued on a triangle of the data; those that could win or
 // end the walk, and those of which the triangle can't be sure, are fitted in their order. True when
 // the walk was made; then `failed_fit` tells whether a regression failed. False where it doesn't
-// apply: groups or bounds, debug, few subsets, few rows, a metric that doesn't rise with the sum of
+// apply: bounds, debug, few subsets, few rows, a metric that doesn't rise with the sum of
 // squares, DGELS switched off, numbers near the ends of the range.
 bool enumerate_fast(RunState& run, int k, int size, const MetricRules& rules, ModelValue& best,
                     bool& failed_fit);

@@ -114,6 +114,23 @@ void make_orthogonal(SmallProblem& problem, Random& random, int points) {
   }
 }
 
+// One to three rules on four groups, the fourth of which holds the first.
+void make_grouped(SmallProblem& problem, Random& random, int points) {
+  make_noisy(problem, random, points);
+  std::string rules;
+  for (int r = random.whole(1, 3); r > 0; --r) {
+    const int group = random.whole(1, 4);
+    constexpr const char* types[] = {"nmt", "atl", "req", "xcl"};
+    const int type = random.whole(0, 3);
+    const int parameter = type < 2 ? random.whole(type, 2) : group % 4 + 1;
+    rules += fmt::format("{} -1 {} {}\n", group, types[type], parameter);
+  }
+  problem.sections = fmt::format(
+      "begin_groups\n1 lin -1\n2 mono -1 2\n2 lin 1\n3 log -1\n3 const\n4 grp 1\n4 mono 1 3\n"
+      "end_groups\nbegin_groupcon\n{}end_groupcon\n",
+      rules);
+}
+
 struct Row {
   std::string name;
   Design design;
@@ -189,6 +206,7 @@ std::vector<Row> rows() {
       {"tiny", make_tiny, many_columns},
       {"gaps", make_gaps, many_columns + fmt::format("preset {}\n", missing)},
       {"small_outputs", make_small_outputs, many_columns},
+      {"grouped", make_grouped, many_columns + "ngroups 4\n"},
       {"orthogonal", make_orthogonal,
        "monomialpower 2 3 4 5\nmulti2power 1\ntracefname trace.trc\n"},
 

@@ -66,6 +66,12 @@ void Walk::choose(int depth, int place) {
   columns_[size_of(depth)] = triangle_.places - 1 - place;
 }
 
+// The prefix that ends at `depth`.
+bool Walk::is_hopeless(int depth) const {
+  return visitor_->has_rules &&
+         visitor_->is_hopeless(std::span(columns_).first(size_of(depth) + 1));
+}
+
 // Square of what the prefix leaves of the column at place t.
 double Walk::left_square(const Level& level, int t) const {
   double sum = 0.0;
@@ -95,10 +101,11 @@ bool Walk::descend(int depth) {
   while (level.places >= open) {
     const int t = level.places - 1;
     choose(depth, t);
-    if (is_doubtful(left_square(level, t), t)) {
-      const std::uint64_t below = binomial(t, open - 1);
+    if (is_hopeless(depth)) {
+      rank_ += binomial(t, open - 1);
+    } else if (is_doubtful(left_square(level, t), t)) {
       if (!hand_over_all(depth + 1, t, rank_)) return false;
-      rank_ += below;
+      rank_ += binomial(t, open - 1);
     } else {
       Level& child = levels_[size_of(depth) + 1];
       kernels_.take(remainder(level), t, child.rows.data(), child.z.data(), work_.data());
@@ -135,7 +142,9 @@ bool Walk::last_three(const Level& level) {
     choose(depth, a);
     const double pivot = gram_[size_of(a) * size_of(triangle_.stride) + size_of(a)];
     const auto leaves = static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(a - 1) / 2;
-    if (is_doubtful(pivot, a)) {
+    if (is_hopeless(depth)) {
+      // Passed over.
+    } else if (is_doubtful(pivot, a)) {
       if (!hand_over_all(depth + 1, a, rank_)) return false;
     } else {
       const Products left{schur_.data(), schur_z_.data(), triangle_.stride, a};

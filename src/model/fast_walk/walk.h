@@ -23,6 +23,10 @@ class Visitor {
   // Comes now and then, with the number of subsets that the walk is past. False ends the walk.
   virtual bool pause(std::uint64_t rank) = 0;
 
+  // Whether no subset that begins so is wanted; asked where `has_rules`.
+  virtual bool is_hopeless(std::span<const int> prefix) { return prefix.empty(); }
+
+  bool has_rules = false;
   // Values up to here are wanted, in the triangle's units. Read again after every call.
   double limit = 0.0;
 };
@@ -62,6 +66,7 @@ class Walk {
   bool hand_over_all(int depth, int places, std::uint64_t before);
   bool pause(std::uint64_t rank, std::uint64_t work);
   void choose(int depth, int place);
+  bool is_hopeless(int depth) const;
 
   const Triangle& triangle_;
   const Kernels& kernels_;
