@@ -13,6 +13,10 @@ std::string section_found(const ProblemReader& reader, std::string_view name) {
 
 // One row of numbers, which may run over lines.
 bool read_row(ProblemReader& reader, const PointRows& rows, int i) {
+  if (reader.lines.plain_row(rows.width, [&](int j, double value) { rows.put(i, j, value); })) {
+    ++reader.lines.lineno;
+    return true;
+  }
   if (!next_section_line(reader)) return false;
   for (int j = 0; j < rows.width; ++j) {
     const std::optional<double> value = reader.lines.number();

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "run/codes.h"
+#include "text/free_format.h"
 
 namespace torve {
 
@@ -50,6 +52,12 @@ class LineReader {
   int counttokens() const;            // tokens from the present column on
   bool checkeol();                    // nothing but a comment may be left
 
+  // A whole physical line of `count` plain decimals and blanks, which is what nearly all rows of
+  // data are: put(j, value) for each, and the next line is the present one. False where anything
+  // else stands there; then nothing is taken, and values that were put don't count.
+  template <class Put>
+  bool plain_row(int count, Put put);
+
   std::string_view line() const { return line_; }
   // The first token of the line, folded; the column doesn't move.
   std::string first_word_folded() const;
@@ -87,5 +95,33 @@ class LineReader {
   bool contpending_ = false;
   Fault fault_;
 };
+
+template <class Put>
+bool LineReader::plain_row(int count, Put put) {
+  if (contpending_ || incomment || count < 1) return false;
+  const char* const begin = text_.data() + position_;
+  // One character more than a line may have: its end must come before.
+  const char* const end = begin + std::min(text_.size() - position_, longest_line + 1);
+  const auto pass = [end](const char* c) {
+    while (c < end && (*c == ' ' || *c == '\t')) ++c;
+    return c;
+  };
+  const char* c = begin;
+  for (int j = 0; j < count; ++j) {
+    double value = 0.0;
+    const char* const number = pass(c);
+    c = read_plain_real(number, end, value);
+    if (c == nullptr || c == end) return false;
+    if (*c != ' ' && *c != '\t' && *c != '\n' && *c != '\r') return false;
+    put(j, value);
+  }
+  c = pass(c);
+  if (c + 1 < end && *c == '\r') ++c;
+  if (c == end || *c != '\n') return false;
+  position_ = line_start_ = static_cast<std::size_t>(c + 1 - text_.data());
+  line_.clear();
+  col_ = 0;
+  return true;
+}
 
 }  // namespace torve

@@ -457,5 +457,55 @@ const EndRow end_rows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Rows, EndOfLine, testing::ValuesIn(end_rows), name_of<EndRow>);
 
+// --- plain rows ---------------------------------------------------------------------------------
+
+struct PlainRowCase {
+  std::string name;
+  std::string text;
+  bool taken;
+};
+
+class PlainRows : public testing::TestWithParam<PlainRowCase> {};
+
+// What isn't taken is left for the readers that know the rest of the format.
+TEST_P(PlainRows, are_taken_whole_or_not_at_all) {
+  LineReader lines(GetParam().text + "7\n");
+  std::vector<double> values(2, 0.0);
+  const auto put = [&](int j, double value) { values[static_cast<std::size_t>(j)] = value; };
+  ASSERT_EQ(lines.plain_row(2, put), GetParam().taken);
+  if (GetParam().taken) {
+    EXPECT_EQ(values, (std::vector<double>{1.5, -2.0}));
+    ASSERT_TRUE(lines.readline());
+    EXPECT_EQ(lines.number(), 7.0);
+  } else {
+    EXPECT_EQ(lines.column(), 0U);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, PlainRows,
+    testing::Values(
+        PlainRowCase{"plain", "1.5 -2\n", true},
+        PlainRowCase{"with_blanks_around", "  1.5\t\t-2.0  \n", true},
+        PlainRowCase{"with_line_ends_of_two_bytes", "1.5 -2\r\n", true},
+        PlainRowCase{"with_exponents", "15e-1 -0.2E1\n", true},
+        PlainRowCase{"as_long_as_a_line", "1.5 -2" + std::string(9994, ' ') + "\n", true},
+        PlainRowCase{"longer_than_a_line", "1.5 -2" + std::string(9995, ' ') + "\n", false},
+        PlainRowCase{"of_three_numbers", "1.5 -2 3\n", false},
+        PlainRowCase{"of_one_number", "1.5\n-2\n", false},
+        PlainRowCase{"with_a_comment", "1.5 -2 # end\n", false},
+        PlainRowCase{"with_a_continuation", "1.5 &\n-2\n", false},
+        PlainRowCase{"with_a_foreign_exponent", "1.5d0 -2\n", false},
+        PlainRowCase{"with_a_comma", "1.5, -2\n", false},
+        PlainRowCase{"with_a_sign", "+1.5 -2\n", false},
+        PlainRowCase{"with_a_word", "1.5 nan\n", false},
+        PlainRowCase{"too_large", "1.5 -2e999\n", false}, PlainRowCase{"blank", "\n", false}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(PlainRow, needs_the_end_of_its_line) {
+  LineReader lines("1.5 -2");
+  EXPECT_FALSE(lines.plain_row(2, [](int, double) {}));
+}
+
 }  // namespace
 }  // namespace torve

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <limits>
+#include <random>
 #include <string>
 #include <string_view>
 
@@ -175,6 +179,55 @@ TEST(FreeFormat, stops_at_the_end_of_the_view) {
   EXPECT_EQ(read_free_real(line.substr(0, 7)), 12345e6);
   EXPECT_EQ(read_free_real(line.substr(6, 3)), 6e7);
   EXPECT_EQ(read_free_real(line.substr(6, 2)), std::nullopt);
+}
+
+// --- plain decimals -----------------------------------------------------------------------------
+
+// The C library's strtod rounds correctly, too.
+void expect_read_as_by_strtod(const std::string& text) {
+  double value = 0.0;
+  const char* const end = text.data() + text.size();
+  ASSERT_EQ(read_plain_real(text.data(), end, value), end) << text;
+  const double expected = std::strtod(text.c_str(), nullptr);
+  EXPECT_EQ(std::bit_cast<std::uint64_t>(value), std::bit_cast<std::uint64_t>(expected)) << text;
+}
+
+TEST(PlainReal, is_the_nearest_double) {
+  std::mt19937_64 random(5);
+  for (int i = 0; i < 100'000; ++i) {
+    std::string digits = std::to_string(random() >> (random() % 64));
+    const auto length = static_cast<std::uint64_t>(digits.size());
+    const std::uint64_t decimals = random() % 25;
+    if (decimals > length) digits.insert(0, decimals - length, '0');
+    if (decimals > 0 || random() % 2 == 0) digits.insert(digits.size() - decimals, 1, '.');
+    expect_read_as_by_strtod((random() % 2 == 0 ? "-" : "") + digits);
+  }
+}
+
+TEST(PlainReal, holds_at_the_ends_of_what_is_exact) {
+  for (const char* text :
+       {"0", "-0", "-0.0", ".5", "5.", "9007199254740992", "9007199254740993", "9007199254740991",
+        "-9007199254740993", "0.9007199254740993", "1234567890123456789", "12345678901234567890",
+        "18446744073709551616", "0.0000000000000000000001", "0.00000000000000000000001",
+        "0000000000000000000000001", "1e5", "1.5E-3"}) {
+    expect_read_as_by_strtod(text);
+  }
+}
+
+TEST(PlainReal, leaves_other_texts_alone) {
+  for (const std::string_view text : {"", "-", ".", "-.", "+1", "x", "inf", "nan", "-inf", ",1"}) {
+    double value = 7.0;
+    EXPECT_EQ(read_plain_real(text.data(), text.data() + text.size(), value), nullptr) << text;
+  }
+}
+
+TEST(PlainReal, ends_where_the_number_ends) {
+  constexpr std::string_view text = "12.5 7";
+  double value = 0.0;
+  EXPECT_EQ(read_plain_real(text.data(), text.data() + text.size(), value), text.data() + 4);
+  EXPECT_EQ(value, 12.5);
+  EXPECT_EQ(read_plain_real(text.data(), text.data() + 2, value), text.data() + 2);
+  EXPECT_EQ(value, 12.0);
 }
 
 }  // namespace
