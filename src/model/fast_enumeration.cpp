@@ -331,6 +331,7 @@ bool rises_with_squares(const RunState& run) {
 bool applies(RunState& run, int k, int size, std::uint64_t subsets, int columns) {
   if (!run.walk.allowed || debugging(run) || run.models.conreg[at(k)]) return false;
   if (!run.options.olrdgels || size < 2) return false;
+  if (run.lsq.seriesoutput != k) return false;  // the usable rows aren't marked
   if (run.lsq.seriesrows < size || !rises_with_squares(run)) return false;
   // A reduction of the data and what else has to be made once must be worth it.
   if (subsets < std::max<std::uint64_t>(64, 2 * static_cast<std::uint64_t>(columns))) return false;
