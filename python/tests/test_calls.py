@@ -257,18 +257,18 @@ def test_an_exception_of_echo_ends_nothing():
 
 
 def set_endless_problem():
+    """More subsets than anybody can wait for, of noise, so that no stop rule ends the walk."""
     rng = np.random.default_rng(1)
-    n = 26
+    n = 50
     calls.trvsetint("ninputs", n)
     calls.trvsetint("noutputs", 1)
     calls.trvsetrealvector("xmin", np.zeros(n))
     calls.trvsetrealvector("xmax", np.ones(n))
-    calls.trvsetint("ndata", 60)
-    calls.trvsetrealvector("data", rng.uniform(size=(60, n + 1)))
-    # Another term always gains, and all subsets of a size are tried.
-    calls.trvsetint("modeler", 6)
-    calls.trvsetreal("convepen", 1e-12)
-    calls.trvsetint("enum1", -1)
+    calls.trvsetint("ndata", 90)
+    calls.trvsetrealvector("data", rng.uniform(size=(90, n + 1)))
+    calls.trvsetint("enumall", -1)
+    calls.trvsetrealvector("tolrelmetric", [-1e9])
+    calls.trvsetrealvector("tolabsmetric", [-1e9])
     calls.trvsetint("print_to_file", 0)
     calls.trvsetint("usescratch", 0)
 
