@@ -160,7 +160,8 @@ class Fitter : public fast_walk::Visitor {
   }
 
   // Whether a subset may have been passed over that is better than the best that was fitted.
-  bool missed_some() const { return !is_fixed_ && !is_madp_ && best_fit_ > limit; }
+  // A walk that was cut short keeps what it has.
+  bool missed_some() const { return !is_fixed_ && !is_madp_ && !failed(run_) && best_fit_ > limit; }
   bool failed_fit() const { return failed_; }
 
  private:

@@ -65,6 +65,16 @@ std::size_t stored_length(const RunState& run, const OptionRow& row, std::size_t
   return std::min(length, at(std::max(run.sizes.noutputs, 0)));
 }
 
+// Points of all test sets together, as many as no run can have: told before a count is stored,
+// since the tables stand on what the counts add up to.
+template <class T>
+bool is_beyond_memory(const OptionRow& row, std::span<const T> values) {
+  if (!std::holds_alternative<Array<int> Points::*>(row.storage)) return false;
+  double total = 0.0;
+  for (const T value : values) total += std::max(static_cast<double>(value), 0.0);
+  return total > most_whole;
+}
+
 template <class T>
 int set_list(RunState& run, const OptionName& option, std::span<const T> values) {
   const OptionRow& row = *option.row;
@@ -75,6 +85,7 @@ int set_list(RunState& run, const OptionName& option, std::span<const T> values)
   if (row.name == "xfactors" && std::ranges::find(values, T{}) != values.end()) {
     return refuse(run, Code::zero_scale, 98);
   }
+  if (is_beyond_memory(row, values)) return refuse(run, no_memory);
   if (!request_list(run, row)) return refuse(run, no_memory);
   for (std::size_t i = 0; i < stored_length(run, row, values.size()); ++i) {
     store_element(run, row, i, static_cast<double>(values[i]));

@@ -323,6 +323,20 @@ static void values_of_lists(void) {
   EXPECT(51, trvsetintvector("ntestdata", 2, some));
 }
 
+/* What a refused count had been keeps its points. */
+static void counts_beyond_memory(void) {
+  const int few[2] = {1, 1}, many[2] = {2147483647, 2147483647};
+  const double rows[6] = {1, 1, 2.5, 2, 5, 2.5};
+  set_sizes(1);
+  EXPECT(0, set_int("ntestsets", 2));
+  EXPECT(0, trvsetintvector("ntestdata", 2, few));
+  EXPECT(51, trvsetintvector("ntestdata", 2, many));
+  EXPECT(0, trvsetrealvector("testdata", 6, rows));
+  set_data(1);
+  trvrun();
+  EXPECT(0, trvgetstatus());
+}
+
 /* Of whole numbers that tell which inputs are whole, as many are stored as there are outputs. */
 static void whole_inputs_beside_few_outputs(void) {
   const int wholes[3] = {1, 1, 1};
@@ -637,6 +651,7 @@ static const struct {
     CASE(lists_before_their_size),
     CASE(lengths_of_lists),
     CASE(values_of_lists),
+    CASE(counts_beyond_memory),
     CASE(whole_inputs_beside_few_outputs),
     CASE(power_lists),
     CASE(labels),
