@@ -1,7 +1,10 @@
 #include <fmt/format.h>
 
+#include <array>
+
 #include "input/point_storage.h"
 #include "input/problem_reader.h"
+#include "system/large_pages.h"
 
 namespace torve {
 
@@ -11,12 +14,41 @@ std::string section_found(const ProblemReader& reader, std::string_view name) {
   return fmt::format("{} section found in line {}", name, reader.lines.lineno);
 }
 
+// A table by columns; none where the section has no such values.
+struct Columns {
+  double* first = nullptr;
+  std::int64_t stride = 0;
+
+  double& operator()(int row, int j) const { return first[j * stride + row]; }
+};
+
+// A table that is about to be filled.
+Columns columns_of(Table<double>* table) {
+  if (table == nullptr || !table->exists()) return {};
+  const MutableMatrixView view = table->view(table->rows(), table->columns());
+  const auto values =
+      static_cast<std::size_t>(view.stride) * static_cast<std::size_t>(view.columns);
+  prefer_large_pages(view.data, values * sizeof(double));
+  return {view.data, view.stride};
+}
+
+// A row that is one line of plain numbers, as nearly all are. False where it isn't.
+bool read_plain_row(ProblemReader& reader, int width, int inputs, Columns x, Columns z, int row) {
+  // All of it copied, so that nothing has to be fetched again behind a value that was stored.
+  const auto put = [inputs, x, z, row](int j, double value) {
+    if (j < inputs) {
+      x(row, j) = value;
+    } else {
+      z(row, j - inputs) = value;
+    }
+  };
+  if (!reader.lines.plain_row(width, put)) return false;
+  ++reader.lines.lineno;
+  return true;
+}
+
 // One row of numbers, which may run over lines.
 bool read_row(ProblemReader& reader, const PointRows& rows, int i) {
-  if (reader.lines.plain_row(rows.width, [&](int j, double value) { rows.put(i, j, value); })) {
-    ++reader.lines.lineno;
-    return true;
-  }
   if (!next_section_line(reader)) return false;
   for (int j = 0; j < rows.width; ++j) {
     const std::optional<double> value = reader.lines.number();
@@ -36,8 +68,14 @@ bool read_points(ProblemReader& reader, std::string_view name, PointSection sect
   }
   if (!allocate_section(run, section)) return stop_without_memory(reader);
   const PointRows rows = rows_of(run, section);
+  const std::array points{columns_of(rows.x), columns_of(rows.z)};
+  const std::array bank{columns_of(rows.xbank), columns_of(rows.zbank)};
   for (int i = 0; i < rows.rows; ++i) {
-    if (!read_row(reader, rows, i)) return false;
+    const bool banked = i >= rows.points;
+    const auto [x, z] = banked ? bank : points;
+    const int row = banked ? i - rows.points : i;
+    const bool plain = read_plain_row(reader, rows.width, rows.inputs, x, z, row);
+    if (!plain && !read_row(reader, rows, i)) return false;
   }
   return true;
 }

@@ -66,88 +66,109 @@ constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 }  // namespace
 
-LineReader::LineReader(std::string text) : text_(std::move(text)) {
-  if (text_.starts_with(byte_order_mark)) position_ = line_start_ = byte_order_mark.size();
+LineReader::LineReader(TextSource source, std::size_t block) : window_(std::move(source), block) {
+  if (window_.has(byte_order_mark.size()) &&
+      std::string_view(window_.begin(), byte_order_mark.size()) == byte_order_mark) {
+    window_.take(byte_order_mark.size());
+    line_start_ = window_.position();
+  }
   line_.reserve(longest_line + chunk_length);
 }
 
-std::size_t LineReader::line_end() const {
-  const void* found = std::memchr(text_.data() + position_, '\n', text_.size() - position_);
-  const std::size_t end =
-      found == nullptr ? text_.size()
-                       : static_cast<std::size_t>(static_cast<const char*>(found) - text_.data());
-  const bool returns = end > position_ && text_[end - 1] == '\r';
-  return returns ? end - 1 : end;
-}
+LineReader::LineReader(const std::string& text)
+    : LineReader(source_of(text), std::min(text.size() + 1, usual_block)) {}
 
-void LineReader::step_over_line_end(std::size_t end) {
-  position_ = end;
-  if (position_ < text_.size() && text_[position_] == '\r') ++position_;
-  if (position_ < text_.size() && text_[position_] == '\n') ++position_;
-  line_start_ = position_;
+void LineReader::step_over_line_end() {
+  if (window_.has(1) && window_.front() == '\r') window_.take(1);
+  if (window_.has(1) && window_.front() == '\n') window_.take(1);
+  line_start_ = window_.position();
 }
 
 LineReader::Event LineReader::next(char& c) {
-  if (position_ >= text_.size()) return Event::end_of_file;
+  if (at_end_of_file()) return Event::end_of_file;
   if (at_end_of_line()) {
-    step_over_line_end(position_);
+    step_over_line_end();
     return Event::end_of_line;
   }
-  c = text_[position_++];
+  c = window_.front();
+  window_.take(1);
   return Event::character;
 }
 
-bool LineReader::at_end_of_line() const {
-  if (position_ >= text_.size() || text_[position_] == '\n') return true;
-  if (text_[position_] != '\r') return false;
-  return position_ + 1 == text_.size() || text_[position_ + 1] == '\n';
+bool LineReader::at_end_of_line() {
+  if (at_end_of_file() || window_.front() == '\n') return true;
+  if (window_.front() != '\r') return false;
+  return !window_.has(2) || window_.begin()[1] == '\n';
 }
 
 void LineReader::skip_line() {
-  step_over_line_end(line_end());
+  const void* found = nullptr;
+  while (found == nullptr && window_.has(1)) {
+    found = std::memchr(window_.begin(), '\n', window_.size());
+    const char* const behind =
+        found == nullptr ? window_.end() : static_cast<const char*>(found) + 1;
+    window_.take(static_cast<std::size_t>(behind - window_.begin()));
+  }
+  line_start_ = window_.position();
 }
 
 void LineReader::skip_blanks() {
-  while (!at_end_of_line() && is_blank(text_[position_])) ++position_;
+  while (!at_end_of_line() && is_blank(window_.front())) window_.take(1);
 }
 
 void LineReader::skip_separator() {
   skip_blanks();
-  if (!at_end_of_line() && (text_[position_] == '=' || text_[position_] == ':')) {
-    ++position_;
+  if (!at_end_of_line() && (window_.front() == '=' || window_.front() == ':')) {
+    window_.take(1);
     skip_blanks();
   }
   // A keyword alone on its line takes its value from the next one.
-  if (at_end_of_line()) step_over_line_end(position_);
+  if (at_end_of_line()) step_over_line_end();
 }
 
 bool LineReader::skip_to_rows() {
   skip_blanks();
   if (at_end_of_line()) {
-    step_over_line_end(position_);
+    step_over_line_end();
     return true;
   }
   return readline() && checkeol();
+}
+
+// What a full piece and the marks of a line end may take, or less up to the end of the line or the
+// text; no block is waited for that isn't needed.
+std::string_view LineReader::piece_in_memory() {
+  while (true) {
+    const std::string_view text(window_.begin(), std::min(window_.size(), chunk_length + 2));
+    if (text.size() == chunk_length + 2 || text.find('\n') != std::string_view::npos) return text;
+    if (!window_.more()) return {window_.begin(), window_.size()};
+  }
 }
 
 // Appends the next piece of the physical line up to a comment or continuation mark; tabs become
 // blanks. Where a comment mark stands in a line that is longer than the piece, the rest of that
 // line stays unread and comes back as a line of its own; old problem files count on it.
 LineReader::Chunk LineReader::take_chunk() {
-  const std::size_t end = line_end();
-  const std::size_t taken = std::min(end - position_, chunk_length);
-  const std::string_view piece = std::string_view(text_).substr(position_, taken);
-  const bool line_ended = end - position_ <= chunk_length;
-  position_ += taken;
+  const std::string_view text = piece_in_memory();
+  std::size_t length = std::min(text.find('\n'), text.size());
+  const bool end_is_seen = length < chunk_length + 2;
+  if (end_is_seen && length > 0 && text[length - 1] == '\r') --length;
+  const bool line_ended = end_is_seen && length <= chunk_length;
+  const std::string_view piece = text.substr(0, std::min(length, chunk_length));
+  bool finished = false;
   if (is_simple(piece)) {
     append(line_, piece);
-    if (line_ended) step_over_line_end(end);
-    return {line_ended, false};
+  } else {
+    simple_ = false;
+    finished = append_marked(piece);
   }
-  simple_ = false;
-  const bool finished = append_marked(piece);
+  window_.take(piece.size());
   const bool continues = finished && !line_.empty() && line_.back() == '&';
-  if (line_ended || continues) step_over_line_end(end);
+  if (line_ended) {
+    step_over_line_end();
+  } else if (continues) {
+    skip_line();
+  }
   return {line_ended, finished};
 }
 
@@ -180,8 +201,8 @@ bool LineReader::readline() {
   line_.clear();
   simple_ = true;
   col_ = 0;
-  offset_ = position_ - line_start_;
-  if (position_ >= text_.size()) return premature_end(196);
+  offset_ = column();
+  if (at_end_of_file()) return premature_end(196);
   while (true) {
     const Chunk chunk = take_chunk();
     if (line_.size() > longest_line) {

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "input/text_window.h"
 #include "run/codes.h"
 #include "text/free_format.h"
 
@@ -26,14 +27,18 @@ struct Fault {
 // routine that can fail returns false (or nothing) and leaves the reason in fault().
 class LineReader {
  public:
-  explicit LineReader(std::string text);
+  // Of a text that comes in blocks; what a caller sees doesn't depend on their length.
+  explicit LineReader(TextSource source, std::size_t block = usual_block);
+  // Of a text in memory.
+  explicit LineReader(const std::string& text);
 
   // Characters, for the keyword scan. A carriage return before a line end isn't seen.
   enum class Event { character, end_of_line, end_of_file };
-  Event next(char& c);          // takes one character or the end of the line
-  bool at_end_of_line() const;  // nothing but the line's end is left on the physical line
-  bool at_end_of_file() const { return position_ >= text_.size(); }
-  std::size_t column() const { return position_ - line_start_; }  // characters taken of the line
+  Event next(char& c);    // takes one character or the end of the line
+  bool at_end_of_line();  // nothing but the line's end is left on the physical line
+  bool at_end_of_file() { return !window_.has(1); }
+  bool cannot_be_read() const { return window_.failed(); }  // which ends the text early
+  std::size_t column() const { return window_.position() - line_start_; }  // characters taken
   void skip_line();       // to the start of the next physical line
   void skip_separator();  // blanks and one "=" or ":" behind a keyword; the line's end as well
   bool skip_to_rows();  // behind a section's keyword: nothing but a comment may follow on its line
@@ -75,19 +80,22 @@ class LineReader {
     bool line_ended;  // the physical line has no more
     bool finished;    // a comment or a continuation mark ends the logical line
   };
+  std::string_view piece_in_memory();
   Chunk take_chunk();
   bool append_marked(std::string_view piece);
-  std::size_t line_end() const;  // of the present physical line, without its end marks
-  void step_over_line_end(std::size_t end);
-  void skip_blanks();  // of the physical line
-  void pass_blanks();  // of the logical line
+  void step_over_line_end();  // from its first mark, if any
+  void skip_blanks();         // of the physical line
+  void pass_blanks();         // of the logical line
   bool check_characters();
   bool premature_end(int location);
   std::optional<std::string_view> token(int location);
 
-  std::string text_;
-  std::size_t position_ = 0;
-  std::size_t line_start_ = 0;  // of the present physical line
+  // The same for the characters in memory, if they hold the line. Returns what is behind its end.
+  template <class Put>
+  const char* parse_plain_row(int count, Put put) const;
+
+  TextWindow window_;
+  std::size_t line_start_ = 0;  // position of the present physical line
   std::string line_;
   bool simple_ = true;  // the line needs no test of its characters
   std::size_t col_ = 0;
@@ -97,28 +105,51 @@ class LineReader {
 };
 
 template <class Put>
-bool LineReader::plain_row(int count, Put put) {
-  if (contpending_ || incomment || count < 1) return false;
-  const char* const begin = text_.data() + position_;
-  // One character more than a line may have: its end must come before.
-  const char* const end = begin + std::min(text_.size() - position_, longest_line + 1);
-  const auto pass = [end](const char* c) {
-    while (c < end && (*c == ' ' || *c == '\t')) ++c;
+const char* LineReader::parse_plain_row(int count, Put put) const {
+  // The zeros behind the characters are neither digits nor blanks, so that no step has to ask for
+  // the end.
+  const auto pass = [](const char* c) {
+    while (*c == ' ' || *c == '\t') ++c;
     return c;
   };
-  const char* c = begin;
+  const char* c = pass(window_.begin());
   for (int j = 0; j < count; ++j) {
     double value = 0.0;
-    const char* const number = pass(c);
-    c = read_plain_real(number, end, value);
-    if (c == nullptr || c == end) return false;
-    if (*c != ' ' && *c != '\t' && *c != '\n' && *c != '\r') return false;
+    const char* behind = read_decimal(c, value);
+    if (behind == nullptr) [[unlikely]] {
+      double hard_value = 0.0;  // another one, so that the value itself stays in a register
+      behind = read_plain_real(c, window_.end(), hard_value);
+      if (behind == nullptr) return nullptr;
+      value = hard_value;
+    }
+    // One blank is what nearly always follows.
+    if (*behind == ' ') [[likely]] {
+      c = behind + 1;
+      if (*c <= ' ') c = pass(c);
+    } else {
+      c = pass(behind);
+      if (c == behind && *c != '\n' && *c != '\r') return nullptr;
+    }
     put(j, value);
   }
-  c = pass(c);
-  if (c + 1 < end && *c == '\r') ++c;
-  if (c == end || *c != '\n') return false;
-  position_ = line_start_ = static_cast<std::size_t>(c + 1 - text_.data());
+  if (*c == '\r') ++c;
+  if (*c != '\n' || static_cast<std::size_t>(c - window_.begin()) > longest_line) return nullptr;
+  return c + 1;
+}
+
+template <class Put>
+bool LineReader::plain_row(int count, Put put) {
+  if (contpending_ || incomment || count < 1) return false;
+  const char* behind = parse_plain_row(count, put);
+  while (behind == nullptr) {
+    // A line that the block cuts off is looked at again when more of it is there.
+    if (window_.size() > longest_line) return false;
+    if (std::memchr(window_.begin(), '\n', window_.size()) != nullptr) return false;
+    if (!window_.more()) return false;
+    behind = parse_plain_row(count, put);
+  }
+  window_.take(static_cast<std::size_t>(behind - window_.begin()));
+  line_start_ = window_.position();
   line_.clear();
   col_ = 0;
   return true;

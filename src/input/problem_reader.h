@@ -31,7 +31,9 @@ bool stop_without_memory(ProblemReader& reader);
 // Reads the problem file into the run state. Ends with a code in the run's status.
 void trvread(RunState& run);
 // The same from the bytes of a problem file.
-void read_problem_text(RunState& run, std::string text);
+void read_problem_text(RunState& run, const std::string& text);
+// The same from lines of which none was read yet.
+void read_problem_lines(RunState& run, LineReader lines);
 
 // The number of a scalar option; nothing when the run has to end.
 std::optional<double> read_value(ProblemReader& reader);

@@ -13,6 +13,7 @@
 #include "report/printer.h"
 #include "run/option_table.h"
 #include "run/workspace.h"
+#include "system/installed_solver.h"
 #include "text/strings.h"
 
 namespace torve {
@@ -177,6 +178,18 @@ void set_mirak_routes(Options& options, bool on) {
   options.olrmir = options.crmir = options.mipmir = options.lassomir = on;
 }
 
+// A solver on the path comes first; where there is none, the bare name that nobody has changed may
+// be the one that is installed with the program.
+bool find_mirak(RunState& run) {
+  std::string& path = run.files.mirakpath;
+  if (trvonpath(path)) return true;
+  if (path != Files().mirakpath) return false;
+  const std::string installed = installed_solver();
+  if (installed.empty()) return false;
+  path = installed;
+  return true;
+}
+
 }  // namespace
 
 void choose_gams(RunState& run) {
@@ -197,7 +210,7 @@ void choose_mirak(RunState& run) {
   Options& options = run.options;
   if (fold_lower(options.gamssolver) != "mirak") options.gamsoptions.clear();
   if (fold_lower(options.gamsnlpsolver) != "mirak") options.gamsnlpoptions.clear();
-  if (!options.usegams && !trvonpath(run.files.mirakpath)) {
+  if (!options.usegams && !find_mirak(run)) {
     options.solvemip = options.olrmir = options.crmir = options.mipmir = false;
   }
 }

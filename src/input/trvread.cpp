@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
 #include <string>
+#include <utility>
 
 #include "input/problem_reader.h"
 #include "report/printer.h"
-#include "system/files.h"
 #include "text/strings.h"
 
 namespace torve {
@@ -188,22 +188,31 @@ bool stop_without_memory(ProblemReader& reader) {
 }
 
 void trvread(RunState& run) {
-  std::optional<std::string> text = read_file(run.files.fname);
-  if (!text) {
+  LineReader lines(source_of_file(run.files.fname));
+  if (lines.cannot_be_read()) {
     fail(run, Code::problem_file_cannot_be_opened, 93);
     return;
   }
   if (run.status.cmdcount >= 0) trvprint(run, "Reading input data");
-  read_problem_text(run, std::move(*text));
+  read_problem_lines(run, std::move(lines));
 }
 
-void read_problem_text(RunState& run, std::string text) {
-  ProblemReader reader{run, LineReader(std::move(text)), "", "", {}};
+void read_problem_text(RunState& run, const std::string& text) {
+  read_problem_lines(run, LineReader(text));
+}
+
+void read_problem_lines(RunState& run, LineReader lines) {
+  ProblemReader reader{run, std::move(lines), "", "", {}};
   while (true) {
     const Scan scan = scan_keyword(reader);
     if (scan == Scan::stopped) return;
     if (scan == Scan::end_of_file) break;
     if (!dispatch(reader)) return;
+  }
+  // A file that broke off isn't whole, even where the rest can be done without.
+  if (reader.lines.cannot_be_read()) {
+    fail(run, Code::problem_file_cannot_be_opened, 93);
+    return;
   }
   finish_reading(reader);
 }

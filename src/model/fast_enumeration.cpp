@@ -7,11 +7,10 @@
 #include <vector>
 
 #include "model/debug_lines.h"
-#include "model/fast_walk/triangle.h"
 #include "model/fast_walk/triangle_fit.h"
 #include "model/fast_walk/walk.h"
 #include "model/fit.h"
-#include "model/masks.h"
+#include "model/output_triangle.h"
 #include "model/subset_classes.h"
 
 namespace torve {
@@ -22,25 +21,8 @@ using fast_walk::Triangle;
 
 constexpr double infinite = std::numeric_limits<double>::infinity();
 
-// Subsets within a millionth of the best are fitted, beyond the margin that the triangle asks for.
-constexpr double near_the_best = 1.0 + 1e-6;
-
 constexpr std::size_t most_waiting = 1024;  // subsets before they are fitted
 constexpr std::size_t few_waiting = 2;      // so few are fitted without a second look
-
-// The largest percentage error is at least this many times the root of the mean square: for every
-// row the error counts at least so much.
-double least_weight(std::span<const double> z, RowMask rows) {
-  double largest = 0.0;
-  bool small = false;
-  for (std::size_t i = 0; i < z.size(); ++i) {
-    if (!rows[i]) continue;
-    largest = std::max(largest, std::abs(z[i]));
-    small = small || !(std::abs(z[i]) > 0.001);
-  }
-  const double weight = 100.0 / largest;
-  return small ? std::min(weight, 1.0) : weight;
-}
 
 // What has to be as before when a walk is made again.
 struct Before {
@@ -191,8 +173,18 @@ class Fitter : public fast_walk::Visitor {
 
   // Drops what a closer look shows not to matter, and fits the rest.
   bool settle() {
+    drop_those_above_the_limit();
     if (ranks_.size() > few_waiting && !is_fixed_ && !is_madp_) drop_losers();
     return fit_all(false);
+  }
+
+  // The limit has come down since some were handed over.
+  void drop_those_above_the_limit() {
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < ranks_.size(); ++i) {
+      if (values_[i] <= limit) keep(i, kept++);
+    }
+    keep_first(kept);
   }
 
   // A subset that may end the walk leaves the best of those ahead of it as the winner; behind the
@@ -211,14 +203,20 @@ class Fitter : public fast_walk::Visitor {
     for (std::size_t i = 0; i < ranks_.size(); ++i) {
       best = i < behind_ends ? std::min(best, looks_[i].highest) : best_of_all;
       if (looks_[i].lowest > best && looks_[i].lowest > ending_value()) continue;
-      ranks_[kept] = ranks_[i];
-      values_[kept] = values_[i];
-      std::copy_n(columns_.begin() + offset(i), size_, columns_.begin() + offset(kept));
-      ++kept;
+      keep(i, kept++);
     }
-    ranks_.resize(kept);
-    values_.resize(kept);
-    columns_.resize(kept * at(size_));
+    keep_first(kept);
+  }
+  void keep(std::size_t i, std::size_t place) {
+    ranks_[place] = ranks_[i];
+    values_[place] = values_[i];
+    if (place == i) return;
+    std::copy_n(columns_.begin() + offset(i), size_, columns_.begin() + offset(place));
+  }
+  void keep_first(std::size_t count) {
+    ranks_.resize(count);
+    values_.resize(count);
+    columns_.resize(count * at(size_));
   }
   std::ptrdiff_t offset(std::size_t i) const { return static_cast<std::ptrdiff_t>(i) * size_; }
 
@@ -311,24 +309,6 @@ class Fitter : public fast_walk::Visitor {
 
 // --- where it applies ---------------------------------------------------------------------------
 
-// Whether a smaller sum of squares never has a larger metric.
-bool rises_with_squares(const RunState& run) {
-  switch (static_cast<Metric>(run.options.modeler)) {
-    case Metric::bic:
-      return !run.options.cvxbic || run.options.sigma > 0.0;
-    case Metric::cp:
-    case Metric::ric:
-      return run.options.sigma > 0.0;
-    case Metric::aicc:
-    case Metric::hqc:
-    case Metric::mse:
-    case Metric::ssep:
-    case Metric::madp:
-      return true;
-  }
-  return false;
-}
-
 bool applies(RunState& run, int k, int size, std::uint64_t subsets, int columns) {
   if (!run.walk.allowed || debugging(run) || run.models.conreg[at(k)]) return false;
   if (!run.options.olrdgels || size < 2) return false;
@@ -339,24 +319,6 @@ bool applies(RunState& run, int k, int size, std::uint64_t subsets, int columns)
   const double levels = std::max(size, 3) * static_cast<double>(columns);
   const double numbers = columns * levels + (columns + 1.0) * run.lsq.seriesrows;
   return run.memory.has_room(numbers, sizeof(double));
-}
-
-// The triangle of the output, made at its first walk.
-bool has_triangle(RunState& run, int k) {
-  FastWalk& walk = run.walk;
-  if (walk.output == k) return walk.usable;
-  walk.output = k;
-  walk.usable = false;
-  walk.nrows = run.lsq.seriesrows;
-  const int nbas = run.sizes.nbas;
-  walk.columns.resize(at(nbas));
-  walk.columns.resize(at(list_true(run.models.screened.first(at(nbas)), walk.columns.data())));
-  const int ndata = run.sizes.ndata;
-  const Regression problem{run.basis.xij.view(ndata, nbas), walk.columns,
-                           run.points.zdata.column(k, ndata), run.lsq.rowsuse.first(at(ndata)),
-                           walk.nrows};
-  walk.usable = fast_walk::reduce(problem, walk.triangle);
-  return walk.usable;
 }
 
 }  // namespace

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <numeric>
 #include <vector>
 
 #include "data/sampling.h"
 #include "model/debug_lines.h"
+#include "model/fast_lasso.h"
 #include "model/fit.h"
 #include "model/lasso.h"
 #include "report/printer.h"
@@ -19,8 +21,6 @@ namespace {
 
 constexpr int lasso_screener = 1;
 constexpr int sis_screener = 2;
-constexpr double sweep_tolerance = static_cast<double>(0.001F);  // a single-precision constant
-constexpr int most_sweeps = 100000;  // at one penalty; data at noise level may never settle
 constexpr double out_of_the_race = -1e51;
 
 LassoProblem lasso_problem(const RunState& run, int k) {
@@ -89,74 +89,11 @@ void sisscreen(RunState& run, int k, int nactive) {
 
 // --- lasso --------------------------------------------------------------------------------------
 
-// The working sets and coefficients of a path, over the columns that the screener reaches.
-struct Path {
-  LassoProblem problem;
-  std::span<bool> active;
-  std::span<bool> strong;
-  std::span<bool> trial;
-  std::span<double> coef;
-  std::span<double> old;
-  std::span<double> residual;
-  int sweeps = 0;  // at the present penalty
-};
-
-Path make_path(RunState& run, int k) {
+LassoSets lasso_sets(RunState& run) {
   Screening& s = run.screening;
   const std::size_t n = at(run.sizes.nbasm1);
-  return {lasso_problem(run, k),
-          s.lassoactive.first(n),
-          s.lassostrong.first(n),
-          s.lassotrial.first(n),
-          s.lassocoef.first(n),
-          s.lassoold.first(n),
-          s.lassoresidual.first(at(run.sizes.ndata))};
-}
-
-bool may_sweep(RunState& run, Path& path) {
-  return ++path.sweeps <= most_sweeps && !(path.sweeps % 16 == 0 && timeup(run));
-}
-
-void remember(Path& path) {
-  std::copy(path.coef.begin(), path.coef.end(), path.old.begin());
-}
-
-// Sweeps over the active set until it settles.
-bool settle_active(RunState& run, Path& path, double lambda) {
-  do {
-    if (!may_sweep(run, path)) return false;
-    remember(path);
-    lasso_sweep(path.problem, lambda, path.active, path.coef, path.residual);
-  } while (largest_change(path.coef, path.old) >= sweep_tolerance);
-  return true;
-}
-
-// Lets the strong columns in. True when the point on the path is done.
-bool try_strong(Path& path, double lambda) {
-  remember(path);
-  const bool any =
-      find_strong_columns(path.problem, lambda, path.active, path.coef, path.strong, path.residual);
-  for (std::size_t j = 0; j < path.trial.size(); ++j) {
-    path.trial[j] = path.active[j] || (any && path.strong[j]);
-  }
-  if (any) lasso_sweep(path.problem, lambda, path.trial, path.coef, path.residual);
-  if (std::equal(path.trial.begin(), path.trial.end(), path.active.begin())) return true;
-  if (largest_change(path.coef, path.old) >= sweep_tolerance) {
-    std::copy(path.trial.begin(), path.trial.end(), path.active.begin());
-    return false;
-  }
-  if (count(path.trial) > count(path.active)) {
-    std::copy(path.old.begin(), path.old.end(), path.coef.begin());
-  } else {
-    std::copy(path.trial.begin(), path.trial.end(), path.active.begin());
-  }
-  return true;
-}
-
-void descend(RunState& run, Path& path, double lambda) {
-  path.sweeps = 0;
-  while (settle_active(run, path, lambda) && !try_strong(path, lambda)) {
-  }
+  return {s.lassoactive.first(n), s.lassostrong.first(n), s.lassotrial.first(n),
+          s.lassocoef.first(n), s.lassoold.first(n)};
 }
 
 bool keeps_all(const RunState& run, int l) {
@@ -167,22 +104,14 @@ bool keeps_all(const RunState& run, int l) {
 }
 
 // Marks the columns that are dead at point l and counts the others.
-int mark_live(RunState& run, const Path& path, int l) {
+int mark_live(RunState& run, const LassoPath& path, int l) {
   int live = 0;
   for (int j = 0; j < run.sizes.nbasm1; ++j) {
-    if (std::abs(path.coef[at(j)]) <= smallest_lasso_coefficient)
+    if (std::abs(path.coefficients()[at(j)]) <= smallest_lasso_coefficient)
       run.screening.lassokeep(l, j) = false;
     if (run.screening.lassokeep(l, j)) ++live;
   }
   return live;
-}
-
-void clear_path(RunState& run, Path& path) {
-  std::fill(path.coef.begin(), path.coef.end(), 0.0);
-  std::fill(path.active.begin(), path.active.end(), false);
-  std::fill(path.trial.begin(), path.trial.end(), false);
-  std::fill(path.strong.begin(), path.strong.end(), false);
-  run.screening.lassokeep.fill(true);
 }
 
 // The lasso's model on the scale of the columns; the last column takes up the mean.
@@ -200,21 +129,25 @@ void unscale_lasso_model(RunState& run, int k) {
 
 // Follows the path. bestl is the last point at which the metric fell.
 int lassofit(RunState& run, int k) {
-  Path path = make_path(run, k);
-  clear_path(run, path);
+  const LassoProblem problem = lasso_problem(run, k);
+  PlainLasso plain(problem, run.screening.lassoresidual.first(at(run.sizes.ndata)));
+  const auto fast = run.walk.allowed ? FastLasso::make(problem, run.memory) : nullptr;
+  LassoSteps& steps = fast ? static_cast<LassoSteps&>(*fast) : plain;
+  LassoPath path(steps, lasso_sets(run));
+  run.screening.lassokeep.fill(true);
   const int npenl = run.options.npenl;
   int bestl = 0;
   double previous = 0.0;
   for (int l = 0; l < npenl; ++l) {
-    descend(run, path, run.screening.lassogrid[at(l)]);
+    path.descend(run.screening.lassogrid[at(l)], [&] { return timeup(run); });
     if (l > 0 && keeps_all(run, l - 1)) break;
     const int live = mark_live(run, path, l);
-    const double metric = fitmetric(run, lasso_sse(path.problem, path.coef, path.residual), live);
+    const double metric = fitmetric(run, steps.sse(path.coefficients()), live);
     const bool fell = l > 0 ? metric < previous : npenl == 1;
     if (fell) {
       bestl = l;
       if (run.options.lassopath) {
-        std::copy(path.coef.begin(), path.coef.end(), run.models.lassobeta.data());
+        std::ranges::copy(path.coefficients(), run.models.lassobeta.data());
       }
     }
     previous = metric;

@@ -60,25 +60,15 @@ bool out_of_memory(RunState& run, int location) {
   return true;
 }
 
-// True when DGELS failed; otherwise the call's coefficients are those in the solution. The size
-// query is repeated only when the problem's size has changed.
+// True when DGELS failed; otherwise the call's coefficients are those in the solution.
 bool trvdgels(Call& call, double& sse) {
   RunState& run = call.run;
   LeastSquares& lsq = run.lsq;
   const int m = call.problem.nrows;
   const int n = static_cast<int>(call.problem.columns.size());
-  if (!lsq.lsqa.request(run.memory, static_cast<long long>(m) * n) ||
-      !lsq.lsqb.request(run.memory, std::max(m, n))) {
-    return out_of_memory(run, 14);
-  }
+  if (!request_dgels(run, m, n)) return true;
   std::fill(lsq.lsqb.data() + m, lsq.lsqb.data() + std::max(m, n), 0.0);
   pack(call.problem, lsq.lsqa.data(), m, lsq.lsqb.data());
-  if (m != lsq.query_rows || n != lsq.query_columns) {
-    const int lwork = dgels_workspace(m, n, m);
-    if (lwork < 1 || !lsq.lsqwork.request(run.memory, lwork)) return out_of_memory(run, 14);
-    lsq.query_rows = m;
-    lsq.query_columns = n;
-  }
   const int info = dgels(m, n, lsq.lsqa.data(), m, lsq.lsqb.data(), lsq.lsqwork.data(),
                          static_cast<int>(lsq.lsqwork.size()));
   if (info != 0) {
@@ -274,6 +264,23 @@ bool trvolr(RunState& run, ColumnMask chosen, int k, std::span<double> beta, dou
   run.timers.t_olr += seconds;
   run.models.olrtime[at(k)] += seconds;
   return has_failed;
+}
+
+// The size query is repeated only when the problem's size has changed.
+bool request_dgels(RunState& run, int m, int n) {
+  LeastSquares& lsq = run.lsq;
+  if (!lsq.lsqa.request(run.memory, static_cast<long long>(m) * n) ||
+      !lsq.lsqb.request(run.memory, std::max(m, n))) {
+    return fail(run, Code::out_of_memory, 14);
+  }
+  if (m == lsq.query_rows && n == lsq.query_columns) return true;
+  const int lwork = dgels_workspace(m, n, m);
+  if (lwork < 1 || !lsq.lsqwork.request(run.memory, lwork)) {
+    return fail(run, Code::out_of_memory, 14);
+  }
+  lsq.query_rows = m;
+  lsq.query_columns = n;
+  return true;
 }
 
 bool request_least_squares(RunState& run) {

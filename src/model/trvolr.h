@@ -25,6 +25,10 @@ bool trvclr(RunState& run, const CRELEM* bounding, ColumnMask chosen, int k,
 bool fit_candidate(RunState& run, ColumnMask chosen, int k, std::span<double> beta,
                    double* sse = nullptr);
 
+// Room for DGELS on m rows and n columns. False: code 51. The work space only grows, and how DGELS
+// orders its sums may depend on how much there is.
+bool request_dgels(RunState& run, int m, int n);
+
 // Room for the run's fits, made once the catalogue and the points are known. False: code 51.
 bool request_least_squares(RunState& run);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "run/arrays.h"
@@ -90,13 +91,14 @@ struct LeastSquares {
   int query_columns = -1;
 };
 
-// Enumeration without a fit for each subset.
+// Selection without a fit for each subset.
 struct FastWalk {
-  bool allowed = true;       // false: every subset is fitted, for tests and measurements
-  int output = -1;           // whose triangle this is; -1: of none
-  bool usable = false;       // the triangle can be relied on
-  int nrows = 0;             // rows that went into it
-  std::vector<int> columns;  // columns that went into it, in order
+  bool allowed = true;        // false: every subset is fitted, for tests and measurements
+  std::int64_t unfitted = 0;  // candidates of greedy searches that took no fit
+  int output = -1;            // whose triangle this is; -1: of none
+  bool usable = false;        // the triangle can be relied on
+  int nrows = 0;              // rows that went into it
+  std::vector<int> columns;   // columns that went into it, in order
   fast_walk::Triangle triangle;
 };
 

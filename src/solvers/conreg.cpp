@@ -33,6 +33,7 @@ struct Pass {
   int start = 0;                    // points at the start of the pass
   std::vector<double> point;        // ninputs
   std::vector<double> row;          // inputs and the model's value, for formulas
+  std::vector<double> bounds{};     // that the solver has proved, in the order of its searches
 
   bool has_enough(std::size_t kind) const { return found[kind] >= run.options.crnviol; }
   bool has_enough_of_all() const {
@@ -179,8 +180,9 @@ bool take_points(Pass& pass, const std::vector<std::vector<double>>& points) {
 }
 
 bool ask_solver(Pass& pass, SearchKind kind, int constraint) {
-  const auto points = trvsolveconreg(pass.run, kind, pass.k, constraint);
-  return !failed(pass.run) && take_points(pass, points);
+  const FoundViolations found = trvsolveconreg(pass.run, kind, pass.k, constraint);
+  if (found.bound) pass.bounds.push_back(*found.bound);
+  return !failed(pass.run) && take_points(pass, found.points);
 }
 
 // The solver looks for what nothing else has found.
@@ -246,6 +248,7 @@ void debug_exit(Pass& pass) {
   debug_whole(run, "    nloreuse   = ", pass.reused[lower]);
   debug_whole(run, "    nupreuse   = ", pass.reused[upper]);
   debug_whole(run, "    ncustreuse = ", pass.reused[custom]);
+  for (const double bound : pass.bounds) debug_value(run, "    bound      = ", bound);
   if (pass.set.crndata > pass.start) {
     debug_line(run, "New points added to bounding set (id, type, viol, x, zmode)");
     debug_points(pass, pass.start);

@@ -20,8 +20,6 @@ namespace torve {
 
 namespace {
 
-using Points = std::vector<std::vector<double>>;
-
 // --- the problem --------------------------------------------------------------------------------
 
 double bound_of(const RunState& run, SearchKind kind, int k) {
@@ -91,14 +89,14 @@ bool keep_copies(RunState& run, std::span<const Copy> copies) {
   return true;
 }
 
-Points end_search(RunState& run, int location) {
+FoundViolations end_search(RunState& run, int location) {
   if (!failed(run)) fail(run, Code::constrained_regression_failed, location);
   return {};
 }
 
 // --- by the solver's own file -------------------------------------------------------------------
 
-Points trvsolveconregmir(RunState& run, SearchKind kind, int k, int custom) {
+FoundViolations trvsolveconregmir(RunState& run, SearchKind kind, int k, int custom) {
   constexpr int failure = 22;
   const std::vector<std::string> answers{"res.lst", "sum.lst", "tim.lst"};
   remove_files(answers);
@@ -116,19 +114,19 @@ Points trvsolveconregmir(RunState& run, SearchKind kind, int k, int custom) {
   if (!keep_copies(run, copies)) return {};
   if (result.status != 0) return end_search(run, failure);
   const auto tim = read_file("tim.lst");
-  const auto status = tim ? read_mir_status(*tim) : std::nullopt;
-  if (!status) return end_search(run, failure);
-  const int miperr = miperr_of_status(*status);
+  const auto end = tim ? read_mir_end(*tim) : std::nullopt;
+  if (!end) return end_search(run, failure);
+  const int miperr = miperr_of_status(end->status);
   if (miperr == 1) {
     remove_files(answers);
-    return {};
+    return {{}, end->bound};
   }
   const auto res = read_file("res.lst");
   if (miperr != 0 || !res) return end_search(run, failure);
   auto points = read_conreg_mir(*res, run.sizes.ninputs);
   if (!points) return end_search(run, failure);
   remove_files(answers);
-  return std::move(*points);
+  return {std::move(*points), end->bound};
 }
 
 // --- by GAMS ------------------------------------------------------------------------------------
@@ -138,7 +136,7 @@ std::string gams_command(const Options& options) {
          (options.print_gams_out ? "" : " lo=2");
 }
 
-Points trvsolveconreggms(RunState& run, SearchKind kind, int k, int custom) {
+FoundViolations trvsolveconreggms(RunState& run, SearchKind kind, int k, int custom) {
   constexpr int failure = 28;
   constexpr const char* answer_file = "crres.put";
   const std::string& gams = run.options.gams;
@@ -168,13 +166,12 @@ Points trvsolveconreggms(RunState& run, SearchKind kind, int k, int custom) {
   }
   // The bound can only be promised where GAMS has shown that no point breaks it.
   if (answer->points.empty()) return end_search(run, failure);
-  return answer->points;
+  return {answer->points, std::nullopt};
 }
 
 }  // namespace
 
-std::vector<std::vector<double>> trvsolveconreg(RunState& run, SearchKind runflag, int k,
-                                                int custom) {
+FoundViolations trvsolveconreg(RunState& run, SearchKind runflag, int k, int custom) {
   if (timeup(run)) return {};
   const bool mir = run.options.crmir;
   try {

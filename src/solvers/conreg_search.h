@@ -58,10 +58,13 @@ std::optional<ConregAnswer> read_conreg_gms(std::string_view put, int inputs);
 // The solver says that there is no such point.
 bool says_there_is_none(int modelstat);
 
+struct FoundViolations {
+  std::vector<std::vector<double>> points;  // in the user's units
+  std::optional<double> bound;  // what the solver has proved of the objective, where it says so
+};
+
 // Asks the solver for violations of one kind by the current model of output k; custom: the
-// constraint (from 0) for the third kind. The points come back in the user's units. Codes as for
-// crfind.
-std::vector<std::vector<double>> trvsolveconreg(RunState& run, SearchKind runflag, int k,
-                                                int custom);
+// constraint (from 0) for the third kind. Codes as for crfind.
+FoundViolations trvsolveconreg(RunState& run, SearchKind runflag, int k, int custom);
 
 }  // namespace torve

@@ -106,18 +106,23 @@ bool ResultReader::read_real(double& value) {
   return number.has_value();
 }
 
-std::optional<int> read_mir_status(std::string_view tim) {
+std::optional<MirEnd> read_mir_end(std::string_view tim) {
   ResultReader reader(tim);
+  MirEnd end;
   int count = 0;
-  double bound = 0.0;
-  int status = 0;
+  double objective = 0.0;
   bool whole = reader.read_name();
   for (int i = 0; i < 4; ++i) whole = whole && reader.read_whole(count);
-  for (int i = 0; i < 2; ++i) whole = whole && reader.read_real(bound);
-  whole =
-      whole && reader.read_whole(count) && reader.read_whole(status) && reader.read_whole(count);
+  whole = whole && reader.read_real(end.bound) && reader.read_real(objective);
+  whole = whole && reader.read_whole(count) && reader.read_whole(end.status) &&
+          reader.read_whole(count);
   if (!whole) return std::nullopt;
-  return status;
+  return end;
+}
+
+std::optional<int> read_mir_status(std::string_view tim) {
+  const std::optional<MirEnd> end = read_mir_end(tim);
+  return end ? std::optional(end->status) : std::nullopt;
 }
 
 int miperr_of_status(int status) {

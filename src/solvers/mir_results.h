@@ -38,7 +38,12 @@ class ResultReader {
   int repeats_ = 0;            // how often it still counts
 };
 
-// The status word of tim.lst; nothing when the file is no good.
+// What tim.lst says of the end; nothing when the file is no good.
+struct MirEnd {
+  int status = 0;
+  double bound = 0.0;  // the first of its two reals; no more than a line of the debug listing
+};
+std::optional<MirEnd> read_mir_end(std::string_view tim);
 std::optional<int> read_mir_status(std::string_view tim);
 
 // What the status means: 0 there is a solution in res.lst, 1 there is none, 3 the solver ended in

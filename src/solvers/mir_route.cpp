@@ -108,6 +108,7 @@ struct SubsetSolve {
   int& miperr;
   BestSubsetProblem problem;
   double sseplus = 0.0;
+  double bound = 0.0;  // of the objective, as the solver says it
 };
 
 void debug_exit(const SubsetSolve& s, int ferr) {
@@ -121,6 +122,7 @@ void debug_exit(const SubsetSolve& s, int ferr) {
   debug_whole(run, "    ferr      = ", ferr);
   debug_whole(run, "    trvstatus = ", static_cast<int>(run.status.trvstatus));
   debug_whole(run, "    imodel    = ", run.counters.imodel);
+  debug_value(run, "    bound     = ", s.bound);
 }
 
 int count_true(std::span<const bool> mask) {
@@ -147,10 +149,11 @@ Next write_subset_model(const SubsetSolve& s) {
 }
 
 // Whether the solver has an answer for us.
-Next read_status(const SubsetSolve& s) {
+Next read_status(SubsetSolve& s) {
   const std::optional<std::string> tim = read_file("tim.lst");
-  const std::optional<int> status = tim ? read_mir_status(*tim) : std::nullopt;
-  s.miperr = status ? miperr_of_status(*status) : 2;
+  const std::optional<MirEnd> end = tim ? read_mir_end(*tim) : std::nullopt;
+  if (end) s.bound = end->bound;
+  s.miperr = end ? miperr_of_status(end->status) : 2;
   return s.miperr == 0 ? Next::go_on : Next::leave;
 }
 

@@ -1,14 +1,14 @@
 #include "system/files.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
+
+#include "system/input_file.h"
 
 namespace torve {
 
@@ -102,39 +102,25 @@ void reserve_standard_streams() {
   }
 }
 
-namespace {
-
-bool wait_for_bytes(int fd) {
-  pollfd stream{fd, POLLIN, 0};
-  return ::poll(&stream, 1, -1) == 1;
-}
-
-}  // namespace
-
 bool is_same_file(const std::string& a, const std::string& b) {
   std::error_code error;
   return fs::equivalent(a, b, error) && !error;
 }
 
 std::optional<std::string> read_file(const std::string& name) {
-  const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) return std::nullopt;
-  struct stat status {};
-  const bool readable = ::fstat(fd, &status) == 0 && !S_ISDIR(status.st_mode);
+  std::optional<InputFile> file = InputFile::open(name);
+  if (!file) return std::nullopt;
   std::string text;
+  // One byte more than there are, to meet the end of the file without growing.
+  text.resize(file->size() > 0 ? static_cast<std::size_t>(file->size()) + 1 : 65536);
   std::size_t filled = 0;
-  if (readable)
-    text.resize(status.st_size > 0 ? static_cast<std::size_t>(status.st_size) + 1 : 65536);
-  ssize_t got = readable ? 0 : -1;
-  while (readable) {
+  while (true) {
     if (filled == text.size()) text.resize(2 * text.size());
-    got = ::read(fd, text.data() + filled, text.size() - filled);
-    if (got < 0 && errno == EAGAIN && wait_for_bytes(fd)) continue;
-    if (got <= 0) break;
-    filled += static_cast<std::size_t>(got);
+    const std::optional<std::size_t> got = file->read(text.data() + filled, text.size() - filled);
+    if (!got) return std::nullopt;
+    if (*got == 0) break;
+    filled += *got;
   }
-  ::close(fd);
-  if (got < 0) return std::nullopt;
   text.resize(filled);
   return text;
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <system_error>
 
+#include "text/read_decimal.h"
 #include "text/strings.h"
 
 namespace torve {
@@ -73,7 +74,29 @@ std::optional<double> read_foreign(std::string_view number, std::size_t letter) 
   return settled(text, value, read.ec);
 }
 
+/// Whether a mantissa starts here. Keeps out the words that std::from_chars would take for numbers.
+bool starts_number(std::string_view text) {
+  if (text.starts_with('-')) text.remove_prefix(1);
+  return !text.empty() && (is_digit(text.front()) || text.front() == '.');
+}
+
 }  // namespace
+
+const char* read_plain_real(const char* begin, const char* end, double& value) {
+  const auto length = static_cast<std::size_t>(end - begin);
+  if (length >= decimal_reach) {
+    if (const char* const after = read_decimal(begin, value)) return after;
+  } else {
+    std::array<char, 2 * decimal_reach> copy{};
+    std::copy(begin, end, copy.begin());
+    if (const char* const after = read_decimal(copy.data(), value)) {
+      return begin + (after - copy.data());
+    }
+  }
+  if (!starts_number({begin, length})) return nullptr;
+  const auto read = std::from_chars(begin, end, value);
+  return read.ec == std::errc() ? read.ptr : nullptr;
+}
 
 std::optional<double> read_free_real(std::string_view token) {
   const bool has_sign = !token.empty() && (token.front() == '+' || token.front() == '-');

@@ -79,6 +79,7 @@ const LinesRow lines_rows[] = {
     {"ten_thousand_characters", dashes(10000) + "\n", {dashes(10000)}},
     {"ten_thousand_before_a_comment", dashes(10000) + "# more\n", {dashes(10000)}},
     {"comment_up_to_the_hundredth_character", "1 !" + dashes(97) + "\n2\n", {"1", "2"}},
+    {"hundred_characters_and_an_end_of_two_bytes", "1 !" + dashes(97) + "\r\n2\n", {"1", "2"}},
     {"tail_of_a_long_comment", "1 !" + dashes(97) + "2 3\n4\n", {"1", "2 3", "4"}},
     {"tail_of_blanks", "1 !" + dashes(97) + "  \n4\n", {"1", "", "4"}},
     {"mark_as_hundredth_character", dashes(99) + "!2\n", {dashes(99), "2"}},

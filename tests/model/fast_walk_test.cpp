@@ -202,6 +202,33 @@ TEST_P(FastWalk, tells_which_subsets_are_doubtful) {
   for (const auto& subset : doubtful.subsets) EXPECT_LT(subset.sse, 0.0);
 }
 
+// Copies of a column leave a rounding error of it, of that, and so on: numbers whose squares aren't
+// numbers of full precision any more.
+TEST(FastWalkCopies, values_every_copy_of_a_column_alike) {
+  constexpr int copies = 30;
+  for (const Kernels* kernels : {&fast_walk::plain_kernels(), &fast_walk::widest_kernels()}) {
+    Random random(7);
+    Data data(40, copies + 3, random);
+    for (int j = 1; j < copies; ++j) {
+      std::copy_n(data.x.begin(), data.rows(), data.x.begin() + j * data.rows());
+    }
+    Triangle triangle;
+    ASSERT_TRUE(data.reduce(triangle));
+    Walk walk(triangle, 4, *kernels);
+    Found found(1e300);
+    EXPECT_TRUE(walk.run(found));
+    const double expected = data.sse({0, copies, copies + 1, copies + 2});
+    int compared = 0;
+    for (const auto& subset : found.subsets) {
+      if (subset.columns[0] >= copies || subset.columns[1] != copies) continue;
+      ++compared;
+      EXPECT_NEAR(std::ldexp(subset.sse, triangle.exponent), expected, 1e-12 * expected)
+          << kernels->name << ' ' << subset.columns[0];
+    }
+    EXPECT_EQ(compared, copies);
+  }
+}
+
 std::vector<Row> rows() {
   std::vector<Row> all;
   for (const bool wide : {false, true}) {

@@ -373,6 +373,27 @@ void PrintTo(const CopyCase& row, std::ostream* out) {
   *out << row.name;
 }
 
+// One line for each search: there is a minimum for the lower bound, then a maximum for the upper.
+TEST(SearchByFile, tells_what_the_solver_has_proved) {
+  Constrained problem;
+  RunState& run = problem.run();
+  problem.set_zmin(-1.0);
+  problem.set_zmax(30.0);
+  run.options.crrobust = run.options.crmir = true;
+  run.options.crntrials = 0;
+  run.files.mirakpath = stand_in(problem,
+                                 "echo > sum.lst\necho > res.lst\n"
+                                 "echo conreg 1 2 3 4 $(grep -c minimize conreg.mir).25 9 0 2 0 "
+                                 "> tim.lst");
+  const std::string listing = listing_of(problem);
+  EXPECT_NE(listing.find("    ncustreuse = 0\n"
+                         "    bound      = 1.25\n"
+                         "    bound      = 0.25\n"
+                         "Bounds guaranteed. No bounding points added\n"),
+            std::string::npos)
+      << listing;
+}
+
 class CopiesByFile : public testing::TestWithParam<CopyCase> {};
 
 TEST_P(CopiesByFile, have_codes_of_their_own) {

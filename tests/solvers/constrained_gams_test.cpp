@@ -33,7 +33,7 @@ class GamsSearch : public SamplingState {
                                           const std::string& custom = "") {
     run().outputs.zmin[0] = run().outputs.zmax[0] = bound;
     run().outputs.customcon = {custom};
-    return trvsolveconreg(run(), kind, 0, 0);
+    return trvsolveconreg(run(), kind, 0, 0).points;
   }
 };
 

@@ -56,6 +56,13 @@ INSTANTIATE_TEST_SUITE_P(
         StatusRow{"name_left_out", ", 1 2 3 4 5 6 7 8 9", std::nullopt}),
     RowName());
 
+TEST(MirEnd, has_the_first_real) {
+  const std::optional<MirEnd> end = read_mir_end("surrogate 1 2 3 4 -0.25d1 6 7 8 9");
+  ASSERT_TRUE(end);
+  EXPECT_EQ(end->bound, -2.5);
+  EXPECT_EQ(end->status, 8);
+}
+
 TEST(MirStatusMeaning, is_told_by_the_status) {
   for (const int status : {-7, 0, 1, 3, 4}) EXPECT_EQ(miperr_of_status(status), 0) << status;
   EXPECT_EQ(miperr_of_status(2), 1);

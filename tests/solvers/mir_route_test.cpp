@@ -153,7 +153,7 @@ TEST(MirRoute, writes_blocks_under_debug) {
         "    screened  = T T T \n", "    simulated = T T T T T T \n", "    k         = 1\n",
         "    zdata     = 1.1 2.9 ", ">>> Building model 0\n", ">>> Exiting trvsolvemipmir with\n",
         "    it        = 2\n", "    k         = 1\n", "    sseplus   = ", "    miperr    = 0\n",
-        "    ferr      = 0\n", "    trvstatus = 0\n", "    imodel    = 1\n"}) {
+        "    ferr      = 0\n", "    trvstatus = 0\n", "    imodel    = 1\n    bound     = 5\n"}) {
     from = listing.find(line, from);
     ASSERT_NE(from, std::string::npos) << line << listing;
     from += line.size();

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -34,16 +35,19 @@ void must(bool good) {
 
 }  // namespace
 
-void fill_selection(RunState& run, int rows, int columns) {
+void fill_selection(RunState& run, const std::vector<std::vector<double>>& columns,
+                    const std::vector<double>& output) {
+  const int rows = static_cast<int>(output.size());
+  const int count = static_cast<int>(columns.size());
   Sizes& sizes = run.sizes;
   sizes.noutputs = sizes.noutputs0 = 1;
   sizes.ndata = sizes.ndatacap = rows;
-  sizes.nbas = sizes.nbasmax = columns;
-  sizes.nbasm1 = columns - 1;
+  sizes.nbas = sizes.nbasmax = count;
+  sizes.nbasm1 = count - 1;
   Points& points = run.points;
   MemoryAccount& memory = run.memory;
   must(points.zdata.request(memory, rows, 1) && points.simulated.request(memory, rows, 1) &&
-       points.rows.request(memory, rows) && run.basis.xij.request(memory, rows, columns) &&
+       points.rows.request(memory, rows) && run.basis.xij.request(memory, rows, count) &&
        run.groups.groupcon.request(memory, 1) && run.outputs.tolmeanerror.request(memory, 1) &&
        run.models.conreg.request(memory, 1));
   must(request_model_work(run) && request_model_results(run));
@@ -51,17 +55,27 @@ void fill_selection(RunState& run, int rows, int columns) {
   points.rows.fill(true);
   run.models.screened.fill(true);
   run.options.maxtime = 1e9;
+  for (int j = 0; j < count; ++j) {
+    std::ranges::copy(columns[static_cast<std::size_t>(j)], run.basis.xij.column(j, rows).begin());
+  }
+  std::ranges::copy(output, points.zdata.column(0, rows).begin());
+}
+
+void fill_selection(RunState& run, int rows, int columns) {
   Numbers numbers;
-  for (int j = 0; j < columns; ++j) {
-    for (double& value : run.basis.xij.column(j, rows)) value = numbers.between(-1.0, 1.0);
+  std::vector<std::vector<double>> x(static_cast<std::size_t>(columns),
+                                     std::vector<double>(static_cast<std::size_t>(rows)));
+  for (auto& column : x) {
+    for (double& value : column) value = numbers.between(-1.0, 1.0);
   }
-  for (int i = 0; i < rows; ++i) {
-    double value = numbers.between(-0.5, 0.5);
-    for (const int j : {2, 7, 11}) {
-      if (j < columns) value += run.basis.xij(i, j);
+  std::vector<double> z(static_cast<std::size_t>(rows));
+  for (std::size_t i = 0; i < z.size(); ++i) {
+    z[i] = numbers.between(-0.5, 0.5);
+    for (const std::size_t j : {2U, 7U, 11U}) {
+      if (j < x.size()) z[i] += x[j][i];
     }
-    points.zdata(i, 0) = value;
   }
+  fill_selection(run, x, z);
 }
 
 void fill_catalogue(RunState& run, int points, std::string_view keywords) {

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "run/trvspace.h"
 
@@ -13,6 +14,10 @@ namespace torve::test {
 // between -1 and 1. The output is made of columns 2, 7 and 11 (as many as there are) and noise that
 // no subset explains.
 void fill_selection(RunState& run, int rows, int columns);
+
+// The same for columns and an output that the caller has.
+void fill_selection(RunState& run, const std::vector<std::vector<double>>& columns,
+                    const std::vector<double>& output);
 
 // A run with `points` points of four inputs a, b, c and d between 1 and 2, checked and with its
 // catalogue built as the keywords (lines of a problem file) ask for.

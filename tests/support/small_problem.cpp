@@ -59,29 +59,6 @@ std::vector<double> bound(const std::vector<std::vector<double>>& rows, bool upp
 
 }  // namespace
 
-std::uint64_t Random::next() {
-  // SplitMix64.
-  state_ += 0x9E3779B97F4A7C15U;
-  std::uint64_t z = state_;
-  z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9U;
-  z = (z ^ (z >> 27U)) * 0x94D049BB133111EBU;
-  return z ^ (z >> 31U);
-}
-
-double Random::real(double low, double high) {
-  return low + (high - low) * (static_cast<double>(next() >> 11U) * 0x1p-53);
-}
-
-int Random::whole(int low, int high) {
-  return low + static_cast<int>(next() % static_cast<std::uint64_t>(high - low + 1));
-}
-
-double Random::normal() {
-  double sum = -6.0;
-  for (int i = 0; i < 12; ++i) sum += real(0.0, 1.0);
-  return sum;
-}
-
 std::string digits(double value) {
   return fmt::format("{:.17g}", value);
 }

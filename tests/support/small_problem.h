@@ -10,26 +10,9 @@
 #include <vector>
 
 #include "run/trvspace.h"
+#include "support/random.h"
 
 namespace torve::test {
-
-// Numbers that are the same with every standard library.
-class Random {
- public:
-  explicit Random(std::uint64_t seed) : state_(seed * 0x9E3779B97F4A7C15U + 1) {}
-
-  // In [low, high).
-  double real(double low, double high);
-  // low to high, both included.
-  int whole(int low, int high);
-  bool chance(double probability) { return real(0.0, 1.0) < probability; }
-  // About standard normal.
-  double normal();
-
- private:
-  std::uint64_t next();
-  std::uint64_t state_;
-};
 
 // A problem with its data, one row a point. The bounds of the inputs are those of the data unless
 // they are given.

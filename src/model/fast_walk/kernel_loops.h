@@ -12,6 +12,7 @@ namespace {
 using Four = double __attribute__((vector_size(32)));
 using FourInMemory = double __attribute__((vector_size(32), aligned(8), may_alias));
 using FourFlags = long long __attribute__((vector_size(32)));  // all bits of a lane or none
+using FlagsInMemory = long long __attribute__((vector_size(32), aligned(8), may_alias));
 
 int any_bits(FourFlags flags);
 
@@ -42,8 +43,9 @@ void take_place(const Remainder& parent, int t, double* child_rows, double* chil
     const double* row = parent.rows + i * stride;
     double* child = child_rows + i * stride;
     const double length = __builtin_sqrt(row[t] * row[t] + column * column);
-    const double cosine = length > 0.0 ? row[t] / length : 1.0;
-    const double sine = length > 0.0 ? column / length : 0.0;
+    const bool counts = length > least_length;
+    const double cosine = counts ? row[t] / length : 1.0;
+    const double sine = counts ? column / length : 0.0;
     const Four c = all(cosine);
     const Four s = all(sine);
     for (int j = group_of(i); j < t; j += lanes) {
@@ -91,45 +93,113 @@ void multiply_rows(const Remainder& rest, const Products& products) {
   for (int r = 0; r < rest.height; r += lanes) multiply_four_rows(rest, r, products);
 }
 
-void eliminate_place(const Products& from, int a, const Products& to, double* diagonal) {
-  const double* pivot_row = from.gram + a * from.stride;
-  const double inverse = 1.0 / pivot_row[a];
-  const Four output = all(from.z[a] * inverse);
-  for (int j = 0; j < a; j += lanes) {
-    store(to.z + j, load(from.z + j) - output * load(pivot_row + j));
-  }
-  for (int t = 0; t < a; ++t) {
-    const double* source = from.gram + t * from.stride;
-    double* row = to.gram + t * to.stride;
-    const Four factor = all(pivot_row[t] * inverse);
-    for (int j = 0; j <= t; j += lanes) {
-      store(row + j, load(source + j) - factor * load(pivot_row + j));
-    }
-    diagonal[t] = row[t];
+void eliminate_pivot(const Products& from, const double* diagonal, const Pivot& pivot, int places,
+                     const double* doubt, double sse, const Eliminated& to) {
+  const Four inverse = all(1.0 / pivot.square);
+  const Four output = all(pivot.z) * inverse;
+  for (int t = 0; t < places; t += lanes) {
+    const Four product = load(pivot.row + t);
+    const Four factor = product * inverse;
+    const Four square = load(diagonal + t) - factor * product;
+    const Four z = load(from.z + t) - output * product;
+    const Four of_square = all(1.0) / square;
+    store(to.factors + t, factor);
+    store(to.clear + t, square - load(doubt + t));
+    store(to.inverses + t, of_square);
+    store(to.z + t, z);
+    store(to.outputs + t, z * of_square);
+    store(to.sses + t, all(sse) - z * z * of_square);
   }
 }
 
-// A leaf is wanted when z^2 / pivot, by which its column lowers the sum of squares, is enough.
+// What the leaves of a row share, each in all lanes.
+struct RowOfLeaves {
+  Four factor;
+  Four inverse;
+  Four output;
+  Four needed;  // how much the last column has to lower the sum of squared errors
+};
+
+inline double needed_at(const Leaves& leaves, int b) {
+  const double needed = leaves.left.sses[b] - leaves.limit;
+  return needed > 0.0 ? needed : 0.0;
+}
+
+inline RowOfLeaves row_at(const Leaves& leaves, int b) {
+  return {all(leaves.left.factors[b]), all(leaves.left.inverses[b]), all(leaves.left.outputs[b]),
+          all(leaves.left.needed[b])};
+}
+
+// What the leaves of a group of columns share.
+struct GroupOfLeaves {
+  Four pivot_row;
+  Four clear;
+  Four z;
+};
+
+inline GroupOfLeaves group_at(const Leaves& leaves, int c) {
+  return {load(leaves.pivot_row + c), load(leaves.left.clear + c), load(leaves.left.z + c)};
+}
+
+// A leaf is wanted when z^2 / pivot, by which its column lowers the sum of squares, is enough. The
+// pivot counts without the doubt: a doubtful leaf then passes the same test, and few others do that
+// wouldn't.
+inline FourFlags flags_of(const RowOfLeaves& row, const GroupOfLeaves& group, Four product) {
+  const Four u = product - row.factor * group.pivot_row;
+  const Four clear = group.clear - u * (u * row.inverse);
+  const Four z = group.z - u * row.output;
+  return z * z >= row.needed * clear;
+}
+
+// Lanes below b of the group at c.
+inline FourFlags lanes_below(int b, int c) {
+  static constexpr long long flags[2 * lanes] = {-1, -1, -1, -1, 0, 0, 0, 0};
+  const int there = b - c < lanes ? b - c : lanes;
+  return *reinterpret_cast<const FlagsInMemory*>(flags + lanes - there);
+}
+
+// Down the columns, two groups at a time, so that no branch depends on a leaf and loops are long.
+bool any_leaves(const Leaves& leaves) {
+  FourFlags found{};
+  for (int b = 0; b <= leaves.b; ++b) leaves.left.needed[b] = needed_at(leaves, b);
+  for (int b = 0; b <= leaves.b; b += lanes) {
+    found |= ~(load(leaves.left.clear + b) > all(0.0)) & lanes_below(leaves.b + 1, b);
+  }
+  for (int c = 0; c < leaves.b; c += 2 * lanes) {
+    const GroupOfLeaves first = group_at(leaves, c);
+    const double* gram = leaves.gram + c;
+    int b = c + 1;
+    for (; b <= leaves.b && b < c + lanes; ++b) {
+      found |=
+          flags_of(row_at(leaves, b), first, load(gram + b * leaves.stride)) & lanes_below(b, c);
+    }
+    if (b > leaves.b) break;
+    const GroupOfLeaves second = group_at(leaves, c + lanes);
+    for (; b <= leaves.b && b < c + 2 * lanes; ++b) {
+      const RowOfLeaves row = row_at(leaves, b);
+      found |= flags_of(row, first, load(gram + b * leaves.stride));
+      found |=
+          flags_of(row, second, load(gram + b * leaves.stride + lanes)) & lanes_below(b, c + lanes);
+    }
+    for (; b <= leaves.b; ++b) {
+      const RowOfLeaves row = row_at(leaves, b);
+      found |= flags_of(row, first, load(gram + b * leaves.stride));
+      found |= flags_of(row, second, load(gram + b * leaves.stride + lanes));
+    }
+  }
+  return any_bits(found) != 0;
+}
+
 int scan_leaves(Leaves& leaves) {
   for (; leaves.b > 0; --leaves.b, leaves.c = 0) {
     const int b = leaves.b;
-    const double pivot = leaves.diagonal[b];
-    if (!(pivot > leaves.doubt[b])) return row_is_doubtful;
-    const double* row = leaves.gram + b * leaves.stride;
-    const double inverse = 1.0 / pivot;
-    const double output = leaves.z[b] * inverse;
-    const Four needed = all(leaves.sse - leaves.z[b] * output - leaves.limit);
-    const Four vector_inverse = all(inverse);
-    const Four vector_output = all(output);
+    if (!(leaves.left.clear[b] > 0.0)) return row_is_doubtful;
+    leaves.left.needed[b] = needed_at(leaves, b);
+    const RowOfLeaves row = row_at(leaves, b);
+    const double* gram = leaves.gram + b * leaves.stride;
     for (int c = leaves.c; c < b; c += lanes) {
-      const Four u = load(row + c);
-      const Four left = load(leaves.diagonal + c) - u * (u * vector_inverse);
-      const Four z = load(leaves.z + c) - u * vector_output;
-      const FourFlags wanted = z * z >= needed * left;
-      const FourFlags clear = left > load(leaves.doubt + c);
-      int bits = any_bits(wanted | ~clear);
-      if (bits == 0) continue;
-      if (b - c < lanes) bits &= (1 << (b - c)) - 1;
+      const FourFlags flags = flags_of(row, group_at(leaves, c), load(gram + c));
+      const int bits = any_bits(flags & lanes_below(b, c));
       if (bits == 0) continue;
       leaves.c = c;
       return bits;

@@ -16,6 +16,11 @@ constexpr int padded(int n) {
   return (n + lanes - 1) / lanes * lanes;
 }
 
+// A pair of numbers of this length or less counts as zeros when the rows are rotated. Their squares
+// have lost digits, and a rotation by them wouldn't be one: copies of a column leave the powers of
+// a rounding error.
+inline constexpr double least_length = 1e-150;
+
 struct Remainder {
   const double* rows;  // row i begins at rows + i * stride
   const double* z;     // the output, one number a row
@@ -32,14 +37,30 @@ struct Products {
   int places;
 };
 
-// The last two positions of a subset, below a prefix whose columns were eliminated: places c < b.
+// A column to be eliminated from the products of the places below its own.
+struct Pivot {
+  const double* row;  // its products with them
+  double square;
+  double z;  // its product with the output
+};
+
+// What its elimination leaves, by place.
+struct Eliminated {
+  double* factors;   // how much of the pivot's column is in the place's
+  double* clear;     // square of what is left of the column, less the doubt
+  double* inverses;  // of that square
+  double* z;         // product of what is left with the output
+  double* outputs;   // that product divided by the square
+  double* sses;      // sum of squared errors with the column
+  double* needed;    // how much another column has to lower it; filled by `any`
+};
+
+// The last two positions of a subset: places c < b, below a prefix and the pivot.
 struct Leaves {
-  const double* gram;
-  const double* diagonal;
-  const double* z;
-  const double* doubt;  // pivots up to here are doubtful
+  const double* gram;       // products below the prefix
+  const double* pivot_row;  // the pivot's products
   int stride;
-  double sse;    // sum of squared errors without the two columns
+  Eliminated left;
   double limit;  // leaves up to here are wanted
   int b;         // the row to go on in; ends at 0
   int c = 0;     // the group to go on at
@@ -55,12 +76,16 @@ struct Kernels {
   // Source: Givens, SIAM J. Appl. Math. 6 (1958) 26.
   void (*take)(const Remainder& parent, int t, double* child_rows, double* child_z, double* work);
   void (*multiply)(const Remainder& rest, const Products& products);
-  // Eliminates place a from the products of the places below it (Schur complement); `diagonal` gets
-  // the new diagonal.
-  void (*eliminate)(const Products& from, int a, const Products& to, double* diagonal);
-  // Goes on to the next group of leaves of which one is wanted or doubtful: returns a bit for each
-  // such lane, and the cursor stands on the group; or row_is_doubtful, and the cursor stands on the
-  // row; or 0 at the end. The caller moves the cursor on.
+  // Eliminates the pivot from places 0 to `places` - 1 (Schur complement): their diagonal and their
+  // products with the output. `doubt` is the square up to which a place is doubtful, `sse` the sum
+  // of squared errors with the pivot.
+  void (*eliminate)(const Products& from, const double* diagonal, const Pivot& pivot, int places,
+                    const double* doubt, double sse, const Eliminated& to);
+  // Whether a leaf of the rows from `b` down may be wanted or is doubtful. The cursor stays.
+  bool (*any)(const Leaves& leaves);
+  // Goes on to the next group of leaves of which one may be wanted or is doubtful: returns a bit
+  // for each such lane, and the cursor stands on the group; or row_is_doubtful, and the cursor
+  // stands on the row; or 0 at the end. The caller moves the cursor on.
   int (*scan)(Leaves& leaves);
 };
 

@@ -11,8 +11,8 @@ int any_bits(FourFlags flags) {
 }  // namespace
 
 const Kernels& plain_kernels() {
-  static constexpr Kernels kernels{"plain", take_place, multiply_rows, eliminate_place,
-                                   scan_leaves};
+  static constexpr Kernels kernels{"plain",         take_place, multiply_rows,
+                                   eliminate_pivot, any_leaves, scan_leaves};
   return kernels;
 }
 

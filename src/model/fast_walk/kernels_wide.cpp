@@ -16,7 +16,8 @@ int any_bits(FourFlags flags) {
 }  // namespace
 
 const Kernels* wide_kernels() {
-  static constexpr Kernels kernels{"wide", take_place, multiply_rows, eliminate_place, scan_leaves};
+  static constexpr Kernels kernels{"wide",          take_place, multiply_rows,
+                                   eliminate_pivot, any_leaves, scan_leaves};
   return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") ? &kernels : nullptr;
 }
 

@@ -11,9 +11,8 @@ namespace torve::fast_walk {
 
 namespace {
 
-constexpr int largest_exponent = 400;  // of a length; its square is still far from the ends
-constexpr double ratio_of_no_use =
-    1e-3;  // where so many subsets are doubtful the walk gains nothing
+constexpr double least_ratio_of_all = 1e-13;
+constexpr double ratio_of_no_use = 1e-3;
 
 double length_of(const double* column, int rows) {
   const int one = 1;
@@ -34,15 +33,6 @@ int normalise(double* column, int rows, double length) {
 // a sum grow with its length at most; 50 stands for the steps of the factorization.
 double rounding(int rows) {
   return std::numeric_limits<double>::epsilon() * (50.0 + rows);
-}
-
-// olrcheck rejects an answer whose residual's product g with a column x is above 0.01 and above a
-// hundredth of x'z. A backward stable fit has |g| <= rounding |x| |z| / sqrt(ratio). The least
-// ratio for which it can't be rejected, for one column.
-double ratio_for_check(double x_length, double z_length, double product, int rows) {
-  const double allowed = 0.01 * std::max(std::abs(product), 1.0);
-  const double root = rounding(rows) * x_length * z_length / allowed;
-  return root * root;
 }
 
 struct Packed {
@@ -73,14 +63,14 @@ bool scale(Packed& packed, Triangle& triangle) {
   const double z_length = length_of(z, n);
   if (!std::isfinite(z_length) || z_length == 0.0) return false;
   triangle.squares.reserve(static_cast<std::size_t>(packed.columns));
-  double least_ratio = 1e-13;
+  Reliance reliance(n, z_length);
   for (int t = 0; t < packed.columns; ++t) {
     double* x = packed.column(t);
     const double length = length_of(x, n);
     if (!std::isfinite(length)) return false;
     double product = 0.0;
     for (int i = 0; i < n; ++i) product += x[i] * z[i];
-    least_ratio = std::max(least_ratio, ratio_for_check(length, z_length, product, n));
+    reliance.add(length, product);
     if (std::abs(normalise(x, n, length)) > largest_exponent) return false;
     const double scaled = length_of(x, n);
     triangle.squares.push_back(scaled * scaled);
@@ -90,10 +80,9 @@ bool scale(Packed& packed, Triangle& triangle) {
   triangle.exponent = 2 * exponent;
   const double scaled = length_of(z, n);
   triangle.yy = scaled * scaled;
-  triangle.least_ratio = least_ratio;
-  const double root = 100.0 * rounding(n);
-  triangle.margin = std::max(1e-9, root * root / least_ratio);
-  return least_ratio < ratio_of_no_use;
+  triangle.least_ratio = reliance.least_ratio();
+  triangle.margin = reliance.margin();
+  return reliance.is_of_use();
 }
 
 bool factorize(Packed& packed) {
@@ -128,6 +117,27 @@ void copy_triangle(Packed& packed, Triangle& triangle) {
 }
 
 }  // namespace
+
+Reliance::Reliance(int rows, double z_length)
+    : rounding_(rounding(rows)), z_length_(z_length), least_ratio_(least_ratio_of_all) {}
+
+// olrcheck rejects an answer whose residual's product g with a column x is above 0.01 and above a
+// hundredth of x'z. A backward stable fit has |g| <= rounding |x| |z| / sqrt(ratio). The least
+// ratio is one for which it can't be rejected, for any column.
+void Reliance::add(double length, double product) {
+  const double allowed = 0.01 * std::max(std::abs(product), 1.0);
+  const double root = rounding_ * length * z_length_ / allowed;
+  least_ratio_ = std::max(least_ratio_, root * root);
+}
+
+double Reliance::margin() const {
+  const double root = 100.0 * rounding_;
+  return std::max(1e-9, root * root / least_ratio_);
+}
+
+bool Reliance::is_of_use() const {
+  return least_ratio_ < ratio_of_no_use;
+}
 
 bool reduce(const Regression& problem, Triangle& triangle) {
   triangle = Triangle{};

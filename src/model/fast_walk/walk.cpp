@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace torve::fast_walk {
 
@@ -41,9 +42,14 @@ Walk::Walk(const Triangle& triangle, int size, const Kernels& kernels)
   }
   levels_[0].rows = triangle.rows;
   levels_[0].z = triangle.z;
-  for (auto* vector : {&work_, &gram_z_, &schur_z_, &diagonal_, &doubt_}) vector->resize(stride);
+  for (auto* vector : {&work_, &gram_z_, &diagonal_, &doubt_, &zeros_}) vector->resize(stride);
   gram_.resize(stride * stride);
-  schur_.resize(stride * stride);
+  eliminated_.resize(7 * stride);
+  double* at = eliminated_.data();
+  for (double** part : {&left_.factors, &left_.clear, &left_.inverses, &left_.z, &left_.outputs,
+                        &left_.sses, &left_.needed}) {
+    *part = std::exchange(at, at + stride);
+  }
   columns_.resize(size_of(size));
   hits_.reserve(stride);
 }
@@ -136,21 +142,20 @@ bool Walk::last_three(const Level& level) {
     doubt_[size_of(t)] = std::max(least_part_of_product * square,
                                   triangle_.least_ratio * triangle_.squares[size_of(t)]);
   }
-  if (size_ == 2) return last_two(products, diagonal_.data(), sse, 0, 0);
+  if (size_ == 2) return last_two(products, {zeros_.data(), 1.0, 0.0}, q, sse, 0, 0);
   const int depth = size_ - 3;
   for (int a = q - 1; a >= 2; --a) {
     choose(depth, a);
-    const double pivot = gram_[size_of(a) * size_of(triangle_.stride) + size_of(a)];
+    const double* row = gram_.data() + size_of(a) * size_of(triangle_.stride);
+    const Pivot pivot{row, row[a], gram_z_[size_of(a)]};
     const auto leaves = static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(a - 1) / 2;
     if (is_hopeless(depth)) {
       // Passed over.
-    } else if (is_doubtful(pivot, a)) {
+    } else if (is_doubtful(pivot.square, a)) {
       if (!hand_over_all(depth + 1, a, rank_)) return false;
     } else {
-      const Products left{schur_.data(), schur_z_.data(), triangle_.stride, a};
-      kernels_.eliminate(products, a, left, diagonal_.data());
-      const double z = gram_z_[size_of(a)];
-      if (!last_two(left, diagonal_.data(), sse - z * z / pivot, depth + 1, rank_)) return false;
+      const double with_pivot = sse - pivot.z * pivot.z / pivot.square;
+      if (!last_two(products, pivot, a, with_pivot, depth + 1, rank_)) return false;
     }
     rank_ += leaves;
     if (!pause(rank_, leaves)) return false;
@@ -158,12 +163,13 @@ bool Walk::last_three(const Level& level) {
   return true;
 }
 
-// `before`: subsets ahead of the first of these.
-bool Walk::last_two(const Products& products, const double* diagonal, double sse, int depth,
+// Pairs of the first `places`. `before`: subsets ahead of the first of these.
+bool Walk::last_two(const Products& products, const Pivot& pivot, int places, double sse, int depth,
                     std::uint64_t before) {
-  const int last = products.places - 1;
-  Leaves leaves{products.gram,   diagonal, products.z,      doubt_.data(),
-                products.stride, sse,      visitor_->limit, last};
+  kernels_.eliminate(products, diagonal_.data(), pivot, places, doubt_.data(), sse, left_);
+  const int last = places - 1;
+  Leaves leaves{products.gram, pivot.row, products.stride, left_, visitor_->limit, last};
+  if (!kernels_.any(leaves)) return true;
   // Rows ahead of row b: those of b + 1 to `last`, of as many leaves as their number says.
   const auto rank_of_row = [&](int b) {
     const auto n = static_cast<std::uint64_t>(last - b);
@@ -195,16 +201,19 @@ bool Walk::last_two(const Products& products, const double* diagonal, double sse
 // The wanted and doubtful leaves of a group.
 void Walk::collect(const Leaves& leaves, int bits) {
   const int b = leaves.b;
-  const double inverse = 1.0 / leaves.diagonal[b];
-  const double sse = leaves.sse - leaves.z[b] * leaves.z[b] * inverse;
+  const double inverse = left_.inverses[b];
   for (int l = 0; l < lanes; ++l) {
     if ((bits >> l & 1) == 0) continue;
     const int c = leaves.c + l;
-    const double u = leaves.gram[b * leaves.stride + c];
-    const double left = leaves.diagonal[c] - u * u * inverse;
-    const double z = leaves.z[c] - u * leaves.z[b] * inverse;
-    const bool clear = left > leaves.doubt[c];
-    hits_.push_back({c, clear ? std::max(sse - z * z / left, 0.0) : -1.0});
+    const double u = leaves.gram[b * leaves.stride + c] - left_.factors[b] * leaves.pivot_row[c];
+    const double clear = left_.clear[c] - u * (u * inverse);
+    const double z = left_.z[c] - u * left_.outputs[b];
+    const double sse = std::max(left_.sses[b] - z * z / (clear + doubt_[size_of(c)]), 0.0);
+    if (!(clear > 0.0)) {
+      hits_.push_back({c, -1.0});
+    } else if (sse <= leaves.limit) {
+      hits_.push_back({c, sse});
+    }
   }
 }
 

@@ -58,7 +58,7 @@ class Walk {
   bool is_doubtful(double pivot, int t) const;
   bool descend(int depth);
   bool last_three(const Level& level);
-  bool last_two(const Products& products, const double* diagonal, double sse, int depth,
+  bool last_two(const Products& products, const Pivot& pivot, int places, double sse, int depth,
                 std::uint64_t before);
   bool whole_row(int b, int depth, std::uint64_t before);
   void collect(const Leaves& leaves, int bits);
@@ -78,10 +78,11 @@ class Walk {
   std::vector<double> work_;  // a row
   std::vector<double> gram_;  // products below a prefix
   std::vector<double> gram_z_;
-  std::vector<double> schur_;  // the same without the first of the last three
-  std::vector<double> schur_z_;
   std::vector<double> diagonal_;
   std::vector<double> doubt_;
+  std::vector<double> zeros_;       // products of no pivot
+  std::vector<double> eliminated_;  // by place, without the first of the last three
+  Eliminated left_{};
   std::vector<int> columns_;  // of the subset at hand
   std::vector<Hit> hits_;     // of a row, last column first
 };
