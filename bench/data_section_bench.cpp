@@ -84,7 +84,7 @@ void compare(benchmark::State& state, const SectionFile& file, Bare bare) {
     if (!ours.read(file.name())) state.SkipWithError("the section was refused");
   };
   torve::bench::side_by_side(
-      state, CLOCK_PROCESS_CPUTIME_ID, file.size(), [&] { ours.prepare(); }, read, bare);
+      state, CLOCK_THREAD_CPUTIME_ID, file.size(), [&] { ours.prepare(); }, read, bare);
 }
 
 // Beside a loop that has the text in memory and does nothing but hand every number of it to

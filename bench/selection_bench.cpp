@@ -22,7 +22,7 @@ constexpr int few_columns = 14;         // of the fits of every subset
 constexpr double shortest = 0.03;       // seconds of a measurement
 
 double seconds() {
-  return torve::bench::seconds(CLOCK_PROCESS_CPUTIME_ID);
+  return torve::bench::seconds(CLOCK_THREAD_CPUTIME_ID);
 }
 
 // Subsets a second of a call that goes through `subsets` of them.

@@ -26,6 +26,7 @@ void keep_best(RunState& run, int k) {
 void recall_best(RunState& run, int k) {
   Models& models = run.models;
   const int nbas = run.sizes.nbas;
+  forget_last_candidate(run);
   std::copy_n(models.bestbeta.column(k, nbas).data(), nbas, models.thisbeta.data());
   std::copy_n(models.bestchosen.column(k, nbas).data(), nbas, models.thischoice.data());
 }
@@ -102,6 +103,8 @@ Candidate value_candidate(RunState& run, int k, int p, const MetricRules& rules)
   const std::size_t nbas = at(run.sizes.nbas);
   Models& models = run.models;
   double sse = sse_unknown;
+  // Nothing is fitted without terms, and thisbeta stays as it was.
+  p == 0 ? recall_last_candidate(run) : forget_last_candidate(run);
   const bool failed_fit =
       fit_candidate(run, models.thischoice.first(nbas), k, models.thisbeta.first(nbas), &sse);
   const double f = fit(run, k, sse);

@@ -120,7 +120,7 @@ void FastGreedy::make_values() {
 }
 
 void FastGreedy::grow(const Regression& problem, int chosen) {
-  auto values = std::make_unique<GrowingValues>(problem, chosen);
+  auto values = std::make_unique<GrowingValues>(problem, chosen, run_.walk.room);
   if (!values->is_usable()) return;
   slack_ = slack_of(values->length_of_all());
   values_ = std::move(values);
@@ -189,7 +189,7 @@ bool FastGreedy::is_surely_better(double highest, int p) const {
 // it is.
 bool FastGreedy::accept_fitted(int p, bool forced) {
   if (p == 0) {
-    recall_last();
+    leave_last();
   } else if (!forced) {
     settle();
   } else if (pending_) {
@@ -292,21 +292,15 @@ void FastGreedy::settle() {
   set_incumbent_exact();
 }
 
-// Puts the coefficients of the last candidate into thisbeta; its fit has been counted.
-void FastGreedy::recall_last() {
+// What is left to do for thisbeta is left to who asks for it.
+void FastGreedy::leave_last() {
   settle();
   if (!last_unfitted_) return;
-  const std::size_t nbas = at(run_.sizes.nbas);
-  const std::span<bool> choice = run_.models.thischoice.first(nbas);
-  const Counters counters = run_.counters;
-  const int olrcalls = run_.models.olrcalls[at(k_)];
-  std::copy(choice.begin(), choice.end(), saved_choice_.get());
-  std::copy_n(last_choice_.get(), nbas, choice.begin());
   request_room(room_);
-  trvolr(run_, choice, k_, run_.models.thisbeta.first(nbas));
-  std::copy_n(saved_choice_.get(), nbas, choice.begin());
-  run_.counters = counters;
-  run_.models.olrcalls[at(k_)] = olrcalls;
+  const int nbas = run_.sizes.nbas;
+  run_.walk.last_candidate = std::make_unique<bool[]>(at(nbas));
+  std::copy_n(last_choice_.get(), nbas, run_.walk.last_candidate.get());
+  run_.walk.last_output = k_;
   last_unfitted_ = false;
 }
 
@@ -329,7 +323,7 @@ void FastGreedy::charge_time() {
 }
 
 void FastGreedy::finish() {
-  recall_last();
+  leave_last();
   charge_time();
 }
 

@@ -31,7 +31,7 @@ class FastGreedy {
   void take(int column);
   bool is_over();
   bool is_within_tolerance();
-  // Leaves what fits of all candidates would have left.
+  // Leaves what fits of all candidates would have left, thisbeta by recall_last_candidate.
   void finish();
 
  private:
@@ -62,7 +62,7 @@ class FastGreedy {
   void request_room(int p);
   void set_incumbent_exact();
   void settle();
-  void recall_last();
+  void leave_last();
   double metric(double f, int p) const;
   void charge_time();
 

@@ -84,6 +84,18 @@ double fit(RunState& run, int k) {
                                   run.lsq.rowsuse.first(at(ndata)));
 }
 
+void recall_last_candidate(RunState& run) {
+  const std::unique_ptr<bool[]> candidate = std::move(run.walk.last_candidate);
+  if (candidate == nullptr) return;
+  const int k = run.walk.last_output;
+  const std::size_t nbas = at(run.sizes.nbas);
+  const Counters counters = run.counters;
+  const int olrcalls = run.models.olrcalls[at(k)];
+  trvolr(run, {candidate.get(), nbas}, k, run.models.thisbeta.first(nbas));
+  run.counters = counters;
+  run.models.olrcalls[at(k)] = olrcalls;
+}
+
 MetricRules metric_rules(const RunState& run) {
   return {run.options.sigma, run.options.convpen, run.options.cvxbic, run.sizes.nbasmax};
 }
@@ -162,6 +174,7 @@ double estimatesigma(RunState& run, int k) {
   const std::size_t nbas = at(run.sizes.nbas);
   if (run.options.modeler != static_cast<int>(Metric::madp)) models.sseterm = true;
   models.fullfitok = false;
+  forget_last_candidate(run);
   if (trvolr(run, models.screened.first(nbas), k, models.thisbeta.first(nbas))) {
     models.xscale.fill(1.0);
     return no_box;

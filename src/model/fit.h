@@ -36,6 +36,14 @@ class FitSeries {
   LeastSquares& lsq_;
 };
 
+// Fits the last candidate of a greedy search, so that thisbeta holds its coefficients, where that
+// was left undone. Its fit has been counted.
+void recall_last_candidate(RunState& run);
+// Where thisbeta gets other coefficients.
+inline void forget_last_candidate(RunState& run) {
+  run.walk.last_candidate.reset();
+}
+
 // Fit of the working model (thischoice, thisbeta) for output k: its sum of squared errors, or the
 // largest percentage error for modeler 8.
 double fit(RunState& run, int k);

@@ -16,6 +16,9 @@ namespace {
 // A square left that is a smaller part of what it was has lost too many digits to differences.
 constexpr double least_part_of_difference = 1e-4;
 
+// Where turning a column away leaves less of its square, it is turned away again.
+constexpr double least_kept_at_once = 0.5;
+
 std::size_t size_of(int n) {
   return static_cast<std::size_t>(n);
 }
@@ -32,8 +35,8 @@ bool is_sound(double square) {
 
 // --- growing ------------------------------------------------------------------------------------
 
-GrowingValues::GrowingValues(const Regression& problem, int chosen)
-    : rows_(size_of(problem.nrows)), kernels_(fast_greedy::widest_kernels()) {
+GrowingValues::GrowingValues(const Regression& problem, int chosen, SpareRoom& room)
+    : room_(room), rows_(size_of(problem.nrows)), kernels_(fast_greedy::widest_kernels()) {
   fetch(problem);
   usable_ = measure(problem);
   for (std::size_t slot = 0; usable_ && slot < size_of(chosen); ++slot) {
@@ -47,20 +50,20 @@ void GrowingValues::fetch(const Regression& problem) {
   const std::size_t n = problem.columns.size();
   const bool in_place = rows_ == problem.z.size();
   z_.resize(rows_);
+  model_ = room_.request((std::min(n, rows_) + (in_place ? 1 : 2) * n) * rows_);
+  turned_ = model_ + std::min(n, rows_) * rows_;
+  double* packed = turned_ + n * rows_;
   if (in_place) {
     std::ranges::copy(problem.z, z_.begin());
   } else {
-    packed_ = std::make_unique_for_overwrite<double[]>(n * rows_);
-    pack(problem, packed_.get(), problem.nrows, z_.data());
+    pack(problem, packed, problem.nrows, z_.data());
   }
-  turned_ = std::make_unique_for_overwrite<double[]>(n * rows_);
-  model_ = std::make_unique_for_overwrite<double[]>(std::min(n, rows_) * rows_);
   columns_.reserve(n);
   slots_.resize(size_of(problem.x.columns));
   for (std::size_t slot = 0; slot < n; ++slot) {
     const int j = problem.columns[slot];
     slots_[size_of(j)] = slot;
-    columns_.push_back({in_place ? problem.x.column_data(j) : packed_.get() + slot * rows_, 0.0});
+    columns_.push_back({in_place ? problem.x.column_data(j) : packed + slot * rows_, 0.0});
   }
 }
 
@@ -119,7 +122,7 @@ double GrowingValues::bring_up(Column& c) {
     count = 0;
   }
   if (c.left > least_part_of_difference * c.start) return with_output;
-  double* turned = turned_.get() + static_cast<std::size_t>(&c - columns_.data()) * rows_;
+  double* turned = turned_ + static_cast<std::size_t>(&c - columns_.data()) * rows_;
   if (c.x != turned) std::copy_n(c.x, rows_, turned);
   turn_away(turned);
   c.x = turned;
@@ -140,16 +143,20 @@ void GrowingValues::take(int column) {
   append(columns_[slots_[size_of(column)]]);
 }
 
-// Turned away twice, a column is orthogonal to the model's to rounding: W. Kahan's "twice is
-// enough", in B. N. Parlett, The Symmetric Eigenvalue Problem, section 6-9.
+// Turned away a second time where the first took much of it, a column is orthogonal to the model's
+// to rounding: W. Kahan's "twice is enough", in B. N. Parlett, The Symmetric Eigenvalue Problem,
+// section 6-9.
 void GrowingValues::append(Column& c) {
   doubtful_ = doubtful_ || c.dead || terms_ >= rows_;
   if (doubtful_) return;
   double* __restrict q = model_column(terms_);
   std::copy_n(c.x, rows_, q);
   turn_away(q);
-  turn_away(q);
-  const double square = product(q, q);
+  double square = product(q, q);
+  if (square < least_kept_at_once * c.start) {
+    turn_away(q);
+    square = product(q, q);
+  }
   doubtful_ = !(square > least_ratio_ * c.square);
   if (doubtful_) return;
   const double factor = 1.0 / std::sqrt(square);

@@ -1,12 +1,12 @@
 // Sums of squares of the candidates of a greedy step, without a fit of each.
 #pragma once
 
-#include <memory>
 #include <span>
 #include <vector>
 
 #include "model/fast_greedy/kernels.h"
 #include "model/least_squares.h"
+#include "run/spare_room.h"
 #include "run/subset_triangle.h"
 
 namespace torve {
@@ -41,8 +41,10 @@ class GreedyValues {
 // column that isn't in it is compared with them when it is asked for.
 class GrowingValues : public GreedyValues {
  public:
-  // The problem lists the columns of the model, `chosen` of them, and then those that may come.
-  GrowingValues(const Regression& problem, int chosen);
+  // The problem lists the columns of the model, `chosen` of them, and then those that may come. The
+  // room is in use as long as this lives.
+  GrowingValues(const Regression& problem, int chosen, SpareRoom& room);
+  ~GrowingValues() override { room_.leave(); }
   // False where values can't be relied on, and nothing else may be called.
   bool is_usable() const { return usable_; }
   double length_of_all() const { return lengths_; }
@@ -70,12 +72,12 @@ class GrowingValues : public GreedyValues {
   void turn_away(double* x);
   void append(Column& c);
   double product(const double* x, const double* y) const;
-  double* model_column(std::size_t i) { return model_.get() + i * rows_; }
+  double* model_column(std::size_t i) { return model_ + i * rows_; }
 
+  SpareRoom& room_;
   std::size_t rows_;
-  std::unique_ptr<double[]> packed_;  // the columns, where some rows don't take part
-  std::unique_ptr<double[]> turned_;  // those that started again, by slot
-  std::unique_ptr<double[]> model_;
+  double* model_ = nullptr;   // its columns, then
+  double* turned_ = nullptr;  // those that started again, by slot
   std::size_t terms_ = 0;
   std::vector<double> z_;  // what is left of the output
   std::vector<Column> columns_;

@@ -82,6 +82,7 @@ void copy_beta(std::span<const double> from, std::span<double> to) {
 void take(Selection& s, const Array<bool>& choice, const Array<double>& beta) {
   copy_choice(choice.first(s.nbas()), s.models().thischoice.first(s.nbas()));
   copy_beta(beta.first(s.nbas()), s.models().thisbeta.first(s.nbas()));
+  forget_last_candidate(s.run);
 }
 
 // A saved selection becomes the output's model, and is reported.
@@ -475,6 +476,7 @@ void trvsurr1(RunState& run, int k, int nmax, bool doenum) {
   }
   if (next == Next::leave_sizes) restore_sound_model(s);
   if (next != Next::leave) let_lasso_win(s);
+  recall_last_candidate(run);  // as long as points and columns are what they were
 }
 
 }  // namespace torve

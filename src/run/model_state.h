@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "run/arrays.h"
+#include "run/spare_room.h"
 #include "run/subset_triangle.h"
 
 namespace torve {
@@ -93,13 +95,20 @@ struct LeastSquares {
 
 // Selection without a fit for each subset.
 struct FastWalk {
-  bool allowed = true;        // false: every subset is fitted, for tests and measurements
+  // Of enumeration, greedy searches and the lasso path. False: the plain ways, for tests and
+  // measurements.
+  bool allowed = true;
   std::int64_t unfitted = 0;  // candidates of greedy searches that took no fit
   int output = -1;            // whose triangle this is; -1: of none
   bool usable = false;        // the triangle can be relied on
   int nrows = 0;              // rows that went into it
   std::vector<int> columns;   // columns that went into it, in order
   fast_walk::Triangle triangle;
+  SpareRoom room;  // of greedy searches
+  // nbas: the candidate that a greedy search tried last and didn't fit, whose coefficients thisbeta
+  // should hold; null: it does. Hardly anything asks for them; see recall_last_candidate.
+  std::unique_ptr<bool[]> last_candidate;
+  int last_output = -1;  // that it was for
 };
 
 // Work space of the screeners.

@@ -229,6 +229,7 @@ BestSubsetProblem state_best_subset(RunState& run, int it, int k, double betabou
 }
 
 void take_answer(RunState& run, const BestSubsetProblem& problem, const BestSubsetAnswer& answer) {
+  run.walk.last_candidate.reset();
   for (int j = 0; j < problem.nbas(); ++j) {
     const bool chosen = problem.screened[at(j)] && answer.chosen[at(j)];
     run.models.thischoice[at(j)] = chosen;

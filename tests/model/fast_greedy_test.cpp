@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "model/fit.h"
 #include "model/greedy.h"
 #include "support/design_problems.h"
 #include "support/rows.h"
@@ -82,6 +83,7 @@ Left left_by(RunState& run, const Call& call, bool fast) {
   run.walk.output = -1;
   const auto strategy = call.up ? trvbuildup : trvbackstep;
   const bool nogain = strategy(run, 0, call.maxn, value, {choice.get(), nbas}, beta);
+  recall_last_candidate(run);
   const auto this_choice = run.models.thischoice.first(nbas);
   const auto this_beta = run.models.thisbeta.first(nbas);
   const Counters& c = run.counters;

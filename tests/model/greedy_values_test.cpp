@@ -123,7 +123,8 @@ TEST_P(GreedyValuesTest, agree_with_least_squares) {
     Random random(seed);
     const Data data(GetParam(), random);
     const std::vector<int> list = data.all();
-    GrowingValues growing(data.problem(list), 1);
+    SpareRoom room;
+    GrowingValues growing(data.problem(list), 1, room);
     ASSERT_TRUE(growing.is_usable());
     std::vector<bool> start(list.size(), false);
     start[0] = true;
@@ -152,7 +153,8 @@ TEST(GreedyValuesDoubt, a_copy_of_a_column_is_doubtful_and_so_is_all_behind_it) 
   Data data(Row{"copies", 30, 1.0, false}, random);
   std::copy_n(data.x.begin() + 30, 30, data.x.begin() + 120);  // column 4 is column 1
   const std::vector<int> list = data.all();
-  GrowingValues growing(data.problem(list), 1);
+  SpareRoom room;
+  GrowingValues growing(data.problem(list), 1, room);
   ASSERT_TRUE(growing.is_usable());
   EXPECT_FALSE(growing.candidate(4).is_doubtful);
   growing.take(1);
@@ -200,7 +202,8 @@ TEST(GreedyValuesDoubt, a_column_of_zeros_is_doubtful) {
   Data data(Row{"zeros", 30, 1.0, false}, random);
   std::fill_n(data.x.begin() + 60, 30, 0.0);
   const std::vector<int> list = {0, 1, 2, 3};
-  GrowingValues growing(data.problem(list), 0);
+  SpareRoom room;
+  GrowingValues growing(data.problem(list), 0, room);
   ASSERT_TRUE(growing.is_usable());
   EXPECT_TRUE(growing.candidate(2).is_doubtful);
   EXPECT_FALSE(growing.candidate(3).is_doubtful);
