@@ -1,6 +1,8 @@
 #include "mirsolve/answer/result_files.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -159,11 +161,39 @@ constexpr std::array result_files = {
     ResultFile{"tim.lst", "tim.lst.new", &ResultTexts::tim},
 };
 
-bool write_unfinished(const ResultFile& file, const ResultTexts& texts) {
+bool write_unfinished(const char* name, const std::string& text) {
   torve::TextFile out;
-  if (!out.open_replace(file.unfinished)) return false;
-  out.write(texts.*file.text);
+  if (!out.open_replace(name)) return false;
+  out.write(text);
   return out.close();
+}
+
+bool write_at_once(const char* name, const std::string& text) {
+  const int file = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (file < 0) return false;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  while (at < end) {
+    const ssize_t written = ::write(file, at, static_cast<std::size_t>(end - at));
+    if (written <= 0) break;
+    at += written;
+  }
+  return ::close(file) == 0 && at == end;
+}
+
+template <class Write>
+bool write_by(const Write& write, const ResultTexts& texts) {
+  const bool are_whole = std::ranges::all_of(result_files, [&](const ResultFile& file) {
+    return write(file.unfinished, texts.*file.text);
+  });
+  const bool are_placed =
+      are_whole && std::ranges::all_of(result_files, [](const ResultFile& file) {
+        return std::rename(file.unfinished, file.name) == 0;
+      });
+  if (!are_placed) {
+    for (const ResultFile& file : result_files) ::unlink(file.unfinished);
+  }
+  return are_placed;
 }
 
 }  // namespace
@@ -205,16 +235,11 @@ std::string short_report(const Problem& problem, const Answer& answer, double se
 }
 
 bool write_results(const ResultTexts& texts) {
-  const bool are_whole = std::ranges::all_of(
-      result_files, [&](const ResultFile& file) { return write_unfinished(file, texts); });
-  const bool are_placed =
-      are_whole && std::ranges::all_of(result_files, [](const ResultFile& file) {
-        return std::rename(file.unfinished, file.name) == 0;
-      });
-  if (!are_placed) {
-    for (const ResultFile& file : result_files) torve::remove_file(file.unfinished);
-  }
-  return are_placed;
+  return write_by(write_unfinished, texts);
+}
+
+bool write_results_at_once(const ResultTexts& texts) {
+  return write_by(write_at_once, texts);
 }
 
 }  // namespace mirsolve

@@ -39,5 +39,7 @@ std::string short_report(const Problem& problem, const Answer& answer, double se
 // Each file is written under another name and put in place when all three are whole. False: at
 // least one isn't there.
 bool write_results(const ResultTexts& texts);
+// The same by system calls alone, for a signal handler.
+bool write_results_at_once(const ResultTexts& texts);
 
 }  // namespace mirsolve

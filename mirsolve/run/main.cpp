@@ -15,7 +15,9 @@
 #include "mirsolve/language/limits.h"
 #include "mirsolve/language/problem_reader.h"
 #include "mirsolve/run/solvers.h"
+#include "mirsolve/run/watchdog.h"
 #include "system/files.h"
+#include "system/machine.h"
 
 namespace {
 
@@ -68,6 +70,13 @@ void refuse(Run& run, const std::string& why) {
   std::fprintf(stderr, "torve-mir: %s\n", why.c_str());
 }
 
+ResultTexts texts_when_late(const Problem& problem) {
+  Answer answer;
+  answer.status = Status::no_point;
+  answer.remarks.emplace_back("the solve didn't end with its time; what it had found is lost");
+  return result_texts(problem, answer, problem.options.seconds);
+}
+
 void read_and_solve(Run& run, const std::string& path) {
   std::string text;
   if (!read_text(path, text)) return refuse(run, path + " can't be read");
@@ -77,6 +86,7 @@ void read_and_solve(Run& run, const std::string& path) {
   run.problem = std::move(*problem);
   text = {};
   const Deadline deadline(run.problem.options.seconds - run.clock.elapsed());
+  const Watchdog watchdog(deadline.left(), texts_when_late(run.problem));
   run.answer = checked(run.problem, solve(run.problem, deadline));
 }
 
@@ -101,6 +111,7 @@ void guarded(Run& run, const std::string& title, const Step& step) {
 }
 
 int solve_file(const std::string& path) {
+  torve::use_one_algebra_thread();
   Run run;
   const std::string title = title_of(path);
   run.problem.title = title;

@@ -86,19 +86,16 @@ void place_bounding_point(RunState& run, CRELEM& set, int n, std::span<const dou
   }
   const MatrixView points = run.points.xdata.view(row + 1, run.sizes.ninputs);
   const std::span<const double> columns = evaluate_loose_point(run, points, row);
-  for (int j = 0; j < run.sizes.nbas; ++j) {
-    // What can't be evaluated can't be imposed.
-    const bool none = run.basis.rowfailed[at(j)];
-    set.crxij(n, j) = none ? std::numeric_limits<double>::quiet_NaN() : columns[at(j)];
-  }
+  for (int j = 0; j < run.sizes.nbas; ++j) set.crxij(n, j) = columns[at(j)];
 }
 
 double value_at_bounding_point(const RunState& run, const CRELEM& set, int n) {
   double value = 0.0;
   for (int j = 0; j < run.sizes.nbas; ++j) {
-    // A row with a gap couldn't be imposed on the models to come.
-    if (run.models.screened[at(j)] && std::isnan(set.crxij(n, j))) return set.crxij(n, j);
-    if (run.models.thischoice[at(j)]) value += run.models.thisbeta[at(j)] * set.crxij(n, j);
+    if (!run.models.thischoice[at(j)]) continue;
+    const double x = set.crxij(n, j);
+    if (x == run.options.preset) return std::numeric_limits<double>::quiet_NaN();
+    value += run.models.thisbeta[at(j)] * x;
   }
   return value;
 }

@@ -27,8 +27,9 @@ bool grow_bounding_set(RunState& run, CRELEM& set, int n);
 // columns there.
 void place_bounding_point(RunState& run, CRELEM& set, int n, std::span<const double> point);
 
-// The value of the current model (thischoice and thisbeta) at point n; not a number where a column
-// that models may use can't be evaluated.
+// The value of the current model (thischoice and thisbeta) at point n; not a number where one of
+// its columns can't be evaluated. There the table has the preset, as the regression matrix has: a
+// model that comes to have such a column is held back by it.
 double value_at_bounding_point(const RunState& run, const CRELEM& set, int n);
 
 // Starts the bounding set of an output: crninitial random points of the box and, with crcorner and

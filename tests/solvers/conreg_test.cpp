@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 class Constrained : public SamplingState {
  public:
-  Constrained() : SamplingState(3) {
+  explicit Constrained(const std::string& options = "") : SamplingState(3, options) {
     RunState& state = run();
     state.models.screened[0] = true;
     state.options.crcorner = false;
@@ -205,6 +205,33 @@ TEST(CrFind, does_not_count_a_constraint_without_value) {
   problem.set_custom("log(x1-100)+1000");
   EXPECT_EQ(crfind(problem.run(), 0), 0);
   EXPECT_EQ(problem.set().crndata, 0);
+}
+
+// The model 2 x1 is below 1 where the other column has no value, which says nothing against it.
+TEST(CrFind, counts_points_where_a_column_without_value_is_not_in_the_model) {
+  Constrained problem("ncustombas 1\nbegin_custombas\nlog(x1-0.5)\nend_custombas\n");
+  RunState& run = problem.run();
+  ASSERT_EQ(run.sizes.nbas, 2);
+  run.models.screened[1] = true;
+  ASSERT_FALSE(run.models.bestchosen(1, 0));
+  problem.set_zmin(1.0);
+  EXPECT_EQ(crfind(run, 0), 2);
+  ASSERT_EQ(problem.set().crndata, 2);
+  for (int n : {0, 1}) {
+    EXPECT_LT(problem.set().crxdata(n, 0), 0.5);
+    EXPECT_EQ(problem.set().crxij(n, 1), run.options.preset);
+    EXPECT_EQ(problem.set().type[at(n)], 1);
+  }
+}
+
+TEST(CrFind, finds_nothing_where_the_model_has_no_value) {
+  Constrained problem("ncustombas 1\nbegin_custombas\nlog(x1-0.5)\nend_custombas\n");
+  RunState& run = problem.run();
+  run.models.screened[1] = true;
+  run.models.bestchosen(1, 0) = true;
+  run.models.bestbeta(1, 0) = 1e-9;
+  problem.set_zmin(1.0);
+  EXPECT_EQ(crfind(run, 0), 0);
 }
 
 std::string listing_of(Constrained& problem) {
