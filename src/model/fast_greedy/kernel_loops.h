@@ -10,10 +10,11 @@ namespace {
 
 // Four numbers, in as many registers as it takes.
 using Four = double __attribute__((vector_size(32)));
-using FourInMemory = double __attribute__((vector_size(32), aligned(8), may_alias));
 
 inline Four load(const double* from) {
-  return *reinterpret_cast<const FourInMemory*>(from);
+  Four value;
+  __builtin_memcpy(&value, from, sizeof value);
+  return value;
 }
 
 template <int count>

@@ -10,17 +10,18 @@ namespace {
 
 // Four numbers, in as many registers as it takes.
 using Four = double __attribute__((vector_size(32)));
-using FourInMemory = double __attribute__((vector_size(32), aligned(8), may_alias));
 using FourFlags = long long __attribute__((vector_size(32)));  // all bits of a lane or none
-using FlagsInMemory = long long __attribute__((vector_size(32), aligned(8), may_alias));
 
 int any_bits(FourFlags flags);
 
+// Numbers in memory begin anywhere. The copies are moves of registers.
 inline Four load(const double* from) {
-  return *reinterpret_cast<const FourInMemory*>(from);
+  Four value;
+  __builtin_memcpy(&value, from, sizeof value);
+  return value;
 }
 inline void store(double* to, Four value) {
-  *reinterpret_cast<FourInMemory*>(to) = value;
+  __builtin_memcpy(to, &value, sizeof value);
 }
 inline Four all(double value) {
   return Four{value, value, value, value};
@@ -155,7 +156,9 @@ inline FourFlags flags_of(const RowOfLeaves& row, const GroupOfLeaves& group, Fo
 inline FourFlags lanes_below(int b, int c) {
   static constexpr long long flags[2 * lanes] = {-1, -1, -1, -1, 0, 0, 0, 0};
   const int there = b - c < lanes ? b - c : lanes;
-  return *reinterpret_cast<const FlagsInMemory*>(flags + lanes - there);
+  FourFlags value;
+  __builtin_memcpy(&value, flags + lanes - there, sizeof value);
+  return value;
 }
 
 // Down the columns, two groups at a time, so that no branch depends on a leaf and loops are long.
