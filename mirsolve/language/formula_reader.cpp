@@ -195,8 +195,8 @@ FormulaReader::Next FormulaReader::read_operator() {
     if (!reduce_above(1)) return Next::failed;
     operators_.push_back(tokens_.is("*") ? Operator::multiply : Operator::divide);
   } else if (tokens_.is("^")) {
-    // From the right: the power ahead of it waits for what follows.
-    if (!reduce_above(power_strength + 1)) return Next::failed;
+    // From the left, as in the formulas that torve itself evaluates.
+    if (!reduce_above(power_strength)) return Next::failed;
     operators_.push_back(Operator::power);
   } else {
     if (frames_.size() == 1) return Next::over;

@@ -1,4 +1,4 @@
-// Formulas, read into the graph by operator precedence: powers bind closest and from the right,
+// Formulas, read into the graph by operator precedence: powers bind closest and from the left,
 // then signs, then products and quotients, then sums. Nothing recurses; brackets stand on a stack
 // of their own. Floyd, Syntactic analysis and operator precedence, J. ACM 10 (1963) 316.
 #pragma once
