@@ -125,8 +125,8 @@ def searches(screen):
 
 
 def compare(tree, most):
-    print("| Inputs | Points | Columns | Passes | Solver calls | Seconds | Without bounds "
-          "| Worst point | Without bounds |")
+    print("| Inputs | Points | Columns | Passes | Solver calls | Seconds | Seconds, free | Worst point "
+          "| Worst point, free |")
     print("|" + "---:|" * 9)
     for inputs in range(1, most + 1):
         _, listing, free_seconds = run(tree, inputs, False, False)

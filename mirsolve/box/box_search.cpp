@@ -173,7 +173,8 @@ void BoxSearch::spread() {
 
 void BoxSearch::spread_around(const Point& point) {
   std::vector<double> x(point.x.size());
-  for (double reach = 0.5; reach > rules_.wanted.isolation; reach *= 0.5) {
+  double reach = 0.5;
+  while (reach > rules_.wanted.isolation) {
     for (int trial = 0; trial < 64; ++trial) {
       if (is_over() || points_.has_enough()) return;
       for (std::size_t i = 0; i < x.size(); ++i) {
@@ -183,6 +184,7 @@ void BoxSearch::spread_around(const Point& point) {
       }
       examiner_.offer(x, points_, false);
     }
+    reach *= 0.5;
   }
 }
 

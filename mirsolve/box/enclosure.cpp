@@ -1,6 +1,7 @@
 #include "mirsolve/box/enclosure.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "mirsolve/box/cholesky.h"
@@ -49,14 +50,14 @@ Interval part_up_to(const Parabola& parabola, const Interval& distances, double 
   double to = distances.upper();
   if (least(parabola, from, to) > most) return nothing();
   // A part at an end that grows while all of it lies too high.
-  constexpr double least_part = 1.0 / 16.0;
+  constexpr std::array parts = {1.0 / 16.0, 1.0 / 8.0, 1.0 / 4.0, 1.0 / 2.0};
   const double whole = to - from;
-  for (double part = least_part; part < 1.0; part *= 2.0) {
+  for (const double part : parts) {
     const double end = distances.upper() - part * whole;
     if (!(end < to) || !(least(parabola, end, to) > most)) break;
     to = end;
   }
-  for (double part = least_part; part < 1.0; part *= 2.0) {
+  for (const double part : parts) {
     const double end = distances.lower() + part * whole;
     if (!(end > from) || !(end < to) || !(least(parabola, from, end) > most)) break;
     from = end;

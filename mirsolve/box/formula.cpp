@@ -79,7 +79,7 @@ void Formula::add_graph(const ExpressionGraph& graph,
   }
 }
 
-int Formula::add(Step step, std::uint64_t depends) {
+int Formula::add(const Step& step, std::uint64_t depends) {
   steps_.push_back(step);
   depends_.push_back(depends);
   return static_cast<int>(steps_.size()) - 1;

@@ -44,7 +44,7 @@ class Formula {
  private:
   void add_graph(const ExpressionGraph& graph, std::span<const std::pair<double, NodeId>> sum,
                  std::span<const int> input_of, std::vector<int>& step_of);
-  int add(Step step, std::uint64_t depends);
+  int add(const Step& step, std::uint64_t depends);
   int add_number(double value);
   int add_sum(std::span<const int> terms);
   Step made_of(const Node& node, std::span<const NodeId> operands,

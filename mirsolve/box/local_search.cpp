@@ -62,8 +62,9 @@ bool LocalSearch::find_step(std::span<const Interval> sides, std::span<const dou
   if (!std::isfinite(1e6 * scale)) return false;
   matrix_.resize(m * m);
   step_.resize(m);
-  for (double shift = 0.0; shift <= 1e6 * scale;
-       shift = shift == 0.0 ? 1e-3 * scale : 8.0 * shift) {
+  double shift = 0.0;
+  bool is_factored = false;
+  while (!is_factored && shift <= 1e6 * scale) {
     for (std::size_t a = 0; a < m; ++a) {
       const auto i = static_cast<std::size_t>(free_[a]);
       for (std::size_t b = 0; b <= a; ++b) {
@@ -71,11 +72,12 @@ bool LocalSearch::find_step(std::span<const Interval> sides, std::span<const dou
       }
       step_[a] = -gradient_[i] * span_of(sides[i]);
     }
-    if (!factor(matrix_, m)) continue;
-    solve_factored(matrix_, m, step_);
-    return std::ranges::all_of(step_, [](double s) { return std::isfinite(s); });
+    is_factored = factor(matrix_, m);
+    shift = shift == 0.0 ? 1e-3 * scale : 8.0 * shift;
   }
-  return false;
+  if (!is_factored) return false;
+  solve_factored(matrix_, m, step_);
+  return std::ranges::all_of(step_, [](double s) { return std::isfinite(s); });
 }
 
 // Along the arc; the value at the new x, or no_value where nothing is gained.
