@@ -22,7 +22,11 @@ struct Row {
 };
 
 int trials() {
-  constexpr int usual = 100000;
+#if defined(__SANITIZE_ADDRESS__)
+  constexpr int usual = 20'000;
+#else
+  constexpr int usual = 1'000'000;
+#endif
   const char* const text = std::getenv("MIRSOLVE_BOX_TRIALS");
   return text == nullptr ? usual : std::atoi(text);
 }

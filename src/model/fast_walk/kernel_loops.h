@@ -33,7 +33,7 @@ inline int group_of(int place) {
 
 void take_place(const Remainder& parent, int t, double* child_rows, double* child_z, double* work) {
   const int height = t + 1 < parent.height ? t + 1 : parent.height;
-  const int stride = parent.stride;
+  const std::ptrdiff_t stride = parent.stride;
   const double* last = parent.rows + (height - 1) * stride;
   for (int j = 0; j < t; j += lanes) {
     store(work + j, j < group_of(height - 1) ? all(0.0) : load(last + j));

@@ -7,6 +7,8 @@
 // place i on, and 0 in the places of the same group of `lanes` ahead of it.
 #pragma once
 
+#include <cstddef>
+
 namespace torve::fast_walk {
 
 // Rows of all work arrays begin at multiples of so many numbers and have room for a whole number of
@@ -24,7 +26,7 @@ inline constexpr double least_length = 1e-150;
 struct Remainder {
   const double* rows;  // row i begins at rows + i * stride
   const double* z;     // the output, one number a row
-  int stride;
+  std::ptrdiff_t stride;
   int places;  // columns left
   int height;  // rows left
 };
@@ -33,7 +35,7 @@ struct Remainder {
 struct Products {
   double* gram;
   double* z;  // with the output
-  int stride;
+  std::ptrdiff_t stride;
   int places;
 };
 
@@ -59,7 +61,7 @@ struct Eliminated {
 struct Leaves {
   const double* gram;       // products below the prefix
   const double* pivot_row;  // the pivot's products
-  int stride;
+  std::ptrdiff_t stride;
   Eliminated left;
   double limit;  // leaves up to here are wanted
   int b;         // the row to go on in; ends at 0

@@ -25,7 +25,7 @@ std::uint64_t binomial(int n, int k) {
   constexpr std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
   std::uint64_t value = 1;
   for (int i = 1; i <= k; ++i) {
-    const auto factor = static_cast<std::uint64_t>(n - k + i);
+    const auto factor = static_cast<std::uint64_t>(n - k) + static_cast<std::uint64_t>(i);
     if (value > most / factor) return most;
     value = value * factor / static_cast<std::uint64_t>(i);
   }
