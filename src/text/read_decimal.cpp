@@ -64,9 +64,11 @@ constexpr std::array<Power, 2 * most_scale + 1> make_powers() {
   Long product{1};
   Long quotient{};
   quotient.back() = std::uint64_t{1} << 31U;
+  constexpr auto middle = static_cast<std::size_t>(most_scale);
   for (int n = 0; n <= most_scale; ++n) {
-    rows[static_cast<std::size_t>(most_scale + n)] = top_of(product, 0, n);
-    rows[static_cast<std::size_t>(most_scale - n)] = top_of(quotient, shift, -n);
+    const auto distance = static_cast<std::size_t>(n);
+    rows[middle + distance] = top_of(product, 0, n);
+    rows[middle - distance] = top_of(quotient, shift, -n);
     multiply_by_five(product);
     divide_by_five(quotient);
   }
