@@ -13,8 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array searched = {"src",   "docs",  "README.md", "examples", "scripts",
-                                 "tests", "bench", "fuzz",      "cmake",    "python"};
+constexpr std::array searched = {"src",   "docs", "README.md", "examples", "scripts", "tests",
+                                 "bench", "fuzz", "cmake",     "python",   "mirsolve"};
 
 // References to texts that a reader of the project doesn't have. The literals are split, so that
 // this file doesn't hold the words itself.

@@ -41,5 +41,3 @@ BENCHMARK_CAPTURE(ten_terms, opposed, true)
     ->DenseRange(1, 6)
     ->Arg(8)
     ->Unit(benchmark::kMillisecond);
-
-BENCHMARK_MAIN();

@@ -7,7 +7,6 @@
 
 #include "mirsolve/run/solvers.h"
 #include "selection_problems.h"
-#include "system/machine.h"
 
 namespace {
 
@@ -78,13 +77,3 @@ BENCHMARK_CAPTURE(prove, ruled, ruled)->Apply(shapes);
 BENCHMARK_CAPTURE(prove, catalogue, catalogue)->Apply(shapes);
 
 }  // namespace
-
-// With the one thread that a solve has.
-int main(int argc, char** argv) {
-  torve::use_one_algebra_thread();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
