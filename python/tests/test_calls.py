@@ -273,8 +273,18 @@ def set_endless_problem():
     calls.trvsetint("usescratch", 0)
 
 
+@pytest.fixture
+def handled_interrupts():
+    """Ctrl-C as it is for who runs Python by hand: in the background it may be ignored."""
+    before = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, before)
+
+
+@pytest.mark.usefixtures("handled_interrupts")
 def test_ctrl_c_ends_a_run():
     set_endless_problem()
+    calls.trvsetreal("maxtime", 60.0)  # should it go on
     before = signal.getsignal(signal.SIGINT)
     timer = threading.Timer(0.3, signal.raise_signal, [signal.SIGINT])
     timer.start()
