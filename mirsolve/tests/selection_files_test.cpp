@@ -1,58 +1,26 @@
 // Files as they are written for a solver, against the stand-in that tries every choice.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <fstream>
-#include <iterator>
-
-#include "mirsolve/language/problem_reader.h"
 #include "mirsolve/run/solvers.h"
 #include "mirsolve/tests/selection_brute_force.h"
-#include "support/mir_solver.h"
+#include "solver_files.h"
 
 namespace mirsolve::test {
 
 namespace {
 
-std::string text_of(const std::string& name) {
-  std::ifstream file(std::string(TORVE_TEST_DATA) + "/solvers/" + name + ".mir", std::ios::binary);
-  if (!file) throw std::runtime_error("cannot open " + name);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 class SelectionFiles : public testing::TestWithParam<const char*> {};
 
 TEST_P(SelectionFiles, GiveWhatEveryChoiceGives) {
   // The files try how a number like 1e+20 is written, beside which the stand-in has no digits left.
-  std::string text = text_of(GetParam());
+  std::string text = text_of_file(GetParam());
   for (const char* large : {"1e+20", "8.333333333333333e+18", "3.333333333333333e+19"}) {
-    for (std::size_t i = text.find(large); i != std::string::npos; i = text.find(large)) {
-      text.replace(i, std::string(large).size(), "7");
-    }
+    text = replaced(text, large, "7");
   }
-  std::string error;
-  const std::optional<Problem> problem = read_problem(text, GetParam(), error);
-  ASSERT_TRUE(problem) << error;
-  const std::optional<Answer> answer = solve_selection(*problem, Deadline(60.0));
-  ASSERT_TRUE(answer);
-  const std::optional<torve::test::MirSolved> best =
-      torve::test::solve_mir(torve::test::read_mir(text));
-  if (!best) {
-    EXPECT_EQ(answer->status, Status::infeasible);
-    return;
-  }
-  // The proof may come with the first model.
-  const bool is_done = answer->status == Status::proven ||
-                       (problem->options.first_feasible && answer->status == Status::wanted);
-  ASSERT_TRUE(is_done);
-  EXPECT_EQ(broken_by(*problem, answer->points.front()), "");
-  const double gap = std::max(problem->options.absolute_gap,
-                              problem->options.relative_gap * std::abs(best->objective));
-  const double slack = 1e-6 * (1.0 + std::abs(best->objective));
-  const double allowed = problem->options.first_feasible ? infinite : gap + slack;
-  EXPECT_LE(answer->objective, best->objective + allowed);
-  EXPECT_GE(answer->objective, best->objective - slack);
-  EXPECT_LE(answer->bound, best->objective + slack);
+  const std::optional<Solved> solved = solve_as_by_every_choice(text, solve_selection);
+  if (!solved) return;
+  ASSERT_FALSE(solved->answer.points.empty());
+  EXPECT_EQ(broken_by(solved->problem, solved->answer.points.front()), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SelectionFiles,

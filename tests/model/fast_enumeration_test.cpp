@@ -18,14 +18,7 @@ std::string options_of(Random& random, int modeler) {
   const std::string walk = random.chance(0.5) ? "enumall -1\n" : "enumall 0\nenum1 -1\n";
   std::string options =
       fmt::format("modeler {}\n{}builder {}\n", modeler, walk, random.chance(0.3) ? 1 : 0);
-  if (modeler >= 6) options += fmt::format("convpen {}\n", random.chance(0.5) ? 0.0 : 0.3);
-  if (random.chance(0.2)) options += "sigma -1\n";
-  if (modeler == 1 && random.chance(0.3)) options += "cvxbic 1\n";
-  if (random.chance(0.2)) options += "olrone 0\n";
-  if (random.chance(0.3)) {
-    constexpr double tolerances[] = {-1.0, 0.0, 1e-6, 0.01, 0.1};
-    options += fmt::format("tolmeanerror {}\n", tolerances[random.whole(0, 4)]);
-  }
+  options += metric_options(random, modeler);
   return options;
 }
 

@@ -196,14 +196,7 @@ TEST(FastGreedyRoom, leave_the_bits_of_large_fits_over_many_rows) {
 std::string options_of(Random& random, int modeler) {
   std::string options = fmt::format("modeler {}\nenumall 0\nenum1 0\nbuilder 1\nbackstepper {}\n",
                                     modeler, random.whole(0, 1));
-  if (modeler >= 6) options += fmt::format("convpen {}\n", random.chance(0.5) ? 0.0 : 0.3);
-  if (random.chance(0.2)) options += "sigma -1\n";
-  if (modeler == 1 && random.chance(0.3)) options += "cvxbic 1\n";
-  if (random.chance(0.2)) options += "olrone 0\n";
-  if (random.chance(0.3)) {
-    constexpr double tolerances[] = {-1.0, 0.0, 1e-6, 0.01, 0.1};
-    options += fmt::format("tolmeanerror {}\n", tolerances[random.whole(0, 4)]);
-  }
+  options += metric_options(random, modeler);
   if (random.chance(0.5)) options += fmt::format("maxterms {}\n", random.whole(1, 6));
   return options;
 }

@@ -180,6 +180,19 @@ const std::vector<DesignProblem>& design_problems() {
   return designs;
 }
 
+std::string metric_options(Random& random, int modeler) {
+  std::string options;
+  if (modeler >= 6) options += fmt::format("convpen {}\n", random.chance(0.5) ? 0.0 : 0.3);
+  if (random.chance(0.2)) options += "sigma -1\n";
+  if (modeler == 1 && random.chance(0.3)) options += "cvxbic 1\n";
+  if (random.chance(0.2)) options += "olrone 0\n";
+  if (random.chance(0.3)) {
+    constexpr double tolerances[] = {-1.0, 0.0, 1e-6, 0.01, 0.1};
+    options += fmt::format("tolmeanerror {}\n", tolerances[random.whole(0, 4)]);
+  }
+  return options;
+}
+
 void expect_same_texts(const SmallRun& expected, const SmallRun& found) {
   expect_same(expected.screen(), found.screen());
   expect_same(expected.listing(), found.listing());

@@ -18,6 +18,9 @@ struct DesignProblem {
 
 const std::vector<DesignProblem>& design_problems();
 
+// Options of a metric: what it divides by and charges, and a tolerance that may end the search.
+std::string metric_options(Random& random, int modeler);
+
 // Screen, listing and trace, but for times.
 void expect_same_texts(const SmallRun& expected, const SmallRun& found);
 
