@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "model/fit.h"
 #include "text/strings.h"
 
 namespace torve {
@@ -229,7 +230,7 @@ BestSubsetProblem state_best_subset(RunState& run, int it, int k, double betabou
 }
 
 void take_answer(RunState& run, const BestSubsetProblem& problem, const BestSubsetAnswer& answer) {
-  run.walk.last_candidate.reset();
+  forget_last_candidate(run);
   for (int j = 0; j < problem.nbas(); ++j) {
     const bool chosen = problem.screened[at(j)] && answer.chosen[at(j)];
     run.models.thischoice[at(j)] = chosen;
